@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace dovrel {
+
+// The localised text whose key is `key` (the key itself when there is no translation).
+std::string localized(std::string_view key);
+
+// A counted phrase: looks up `key` + ".One" (count 1), ".Few" (2, 3, 4) or ".Many" (every other
+// count: 0, negatives, 5 and up) and fills the localised format with `count` as its one
+// integer argument (printf-style "%d" / "%ld" / "%lld" / "%@" placeholders).
+std::string localized(std::string_view key, std::int64_t count);
+
+// The plural suffix that localized(key, count) appends: ".One", ".Few" or ".Many".
+std::string_view pluralSuffix(std::int64_t count);
+
+// The first character (a whole code point) in title case, the rest unchanged.
+std::string capitalizingFirstLetter(std::string_view text);
+
+// A range of UTF-16 code units, as text widgets measure text. `location` is kNotFound when the
+// range was not found.
+struct NSRange {
+    static constexpr std::int64_t kNotFound = INT64_MAX;
+    std::int64_t location = kNotFound;
+    std::int64_t length = 0;
+    friend bool operator==(const NSRange&, const NSRange&) = default;
+};
+
+// The range of the whole text within itself: {0, UTF-16 length}; {kNotFound, 0} for "".
+NSRange nsRange(std::string_view text);
+
+// The range of the first occurrence of `needle` in `text`, or {kNotFound, 0}.
+NSRange nsRange(std::string_view text, std::string_view needle);
+
+}  // namespace dovrel

@@ -1,0 +1,48 @@
+# The two set-up commands (`make run`, `make test`) install what is missing, build and run.
+BUILD        ?= build
+ASAN_BUILD   ?= build-asan
+GENERATOR    := -G Ninja
+JOBS         ?= $(shell nproc)
+CTEST_FLAGS  := --output-on-failure -j $(JOBS)
+
+.PHONY: all deps build build-asan run test test-release test-sanitizers bench format clean
+
+all: build
+
+deps:
+	./scripts/install-deps
+
+$(BUILD)/build.ninja:
+	cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Release
+
+$(ASAN_BUILD)/build.ninja:
+	cmake -S . -B $(ASAN_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug -DDOVREL_SANITIZE=ON \
+	    -DDOVREL_BUILD_BENCHMARKS=OFF
+
+build: deps $(BUILD)/build.ninja
+	cmake --build $(BUILD) -j $(JOBS)
+
+build-asan: deps $(ASAN_BUILD)/build.ninja
+	cmake --build $(ASAN_BUILD) -j $(JOBS)
+
+# The main job: the command-line application on its embedded default store.
+run: build
+	./$(BUILD)/bin/dovrel $(ARGS)
+
+test: test-release test-sanitizers
+
+test-release: build
+	cd $(BUILD) && ctest $(CTEST_FLAGS)
+
+test-sanitizers: build-asan
+	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	    ctest $(CTEST_FLAGS) -L unit
+
+bench: build
+	@for program in $(BUILD)/bin/bench_*; do echo "== $$program"; $$program; done
+
+format:
+	git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)

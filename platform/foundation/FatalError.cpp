@@ -1,0 +1,33 @@
+#include "platform/foundation/FatalError.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace dovrel {
+
+std::string_view fatalErrorSourcePath(std::string_view fileName) {
+#ifdef DOVREL_SOURCE_ROOT
+    constexpr std::string_view root = DOVREL_SOURCE_ROOT;
+    if (fileName.starts_with(root)) {
+        fileName.remove_prefix(root.size());
+    }
+#endif
+    const auto slash = fileName.find_last_of('/');
+    const auto dot = fileName.find_last_of('.');
+    if (dot != std::string_view::npos && (slash == std::string_view::npos || dot > slash)) {
+        fileName = fileName.substr(0, dot);
+    }
+    return fileName;
+}
+
+void fatalError(std::string_view message, std::source_location location) {
+    const std::string text = "Fatal error: " + std::string(message) + ": file " +
+                             std::string(fatalErrorSourcePath(location.file_name())) + ", line " +
+                             std::to_string(location.line()) + "\n";
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+    std::abort();
+}
+
+}  // namespace dovrel

@@ -1,0 +1,41 @@
+#include "platform/foundation/Error.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/foundation/FatalError.h"
+
+namespace dovrel {
+namespace {
+
+TEST(Error, CarriesDomainCodeAndUserInfo) {
+    const Error error("ErrorForTrack", 0, {{"errorText", "oops"}});
+    EXPECT_EQ(error.domain(), "ErrorForTrack");
+    EXPECT_EQ(error.code(), 0);
+    EXPECT_EQ(error.userInfo().at("errorText"), "oops");
+}
+
+TEST(Error, DescribesItselfWithoutALocalizedDescription) {
+    EXPECT_EQ(Error("ErrorForTrack", 0).localizedDescription(),
+              "The operation couldn’t be completed. (ErrorForTrack error 0.)");
+}
+
+TEST(Error, PrefersTheLocalizedDescriptionKey) {
+    const Error error("Store", 3, {{Error::kLocalizedDescriptionKey, "The file is not a store."}});
+    EXPECT_EQ(error.localizedDescription(), "The file is not a store.");
+    EXPECT_STREQ(error.what(), "The file is not a store.");
+}
+
+TEST(FatalError, SourcePathIsRelativeToTheRepositoryWithoutExtension) {
+    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "DovrelFoundation/Habit.cpp"),
+              "DovrelFoundation/Habit");
+    EXPECT_EQ(fatalErrorSourcePath("elsewhere/file"), "elsewhere/file");
+}
+
+TEST(FatalErrorDeathTest, WritesTheMessageAndAborts) {
+    EXPECT_DEATH(fatalError("Something impossible happened"),
+                 "^Fatal error: Something impossible happened: file "
+                 "tests/platform/foundation/ErrorTest, line [0-9]+\n");
+}
+
+}  // namespace
+}  // namespace dovrel
