@@ -1,0 +1,115 @@
+#include "tests/support/RunProgram.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace dovrel::testing {
+
+namespace {
+
+// Owns one file descriptor.
+class FileDescriptor {
+  public:
+    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : fd_(other.release()) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+    int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
+    void reset(int fd = -1) {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+        fd_ = fd;
+    }
+
+  private:
+    int fd_;
+};
+
+std::pair<FileDescriptor, FileDescriptor> makePipe() {
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) {
+        throw std::runtime_error("pipe2 failed");
+    }
+    return {FileDescriptor(fds[0]), FileDescriptor(fds[1])};
+}
+
+}  // namespace
+
+ProgramResult runProgram(const std::vector<std::string>& arguments,
+                         const std::map<std::string, std::optional<std::string>>& environment) {
+    auto [outRead, outWrite] = makePipe();
+    auto [errRead, errWrite] = makePipe();
+
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (pid == 0) {
+        // Child: only async-signal-safe calls plus setenv/exec, then _exit on any failure.
+        const int devNull = ::open("/dev/null", O_RDONLY);
+        ::dup2(devNull, STDIN_FILENO);
+        ::dup2(outWrite.get(), STDOUT_FILENO);
+        ::dup2(errWrite.get(), STDERR_FILENO);
+        for (const auto& [name, value] : environment) {
+            if (value) {
+                ::setenv(name.c_str(), value->c_str(), 1);
+            } else {
+                ::unsetenv(name.c_str());
+            }
+        }
+        std::vector<char*> argv;
+        for (const auto& argument : arguments) {
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        }
+        argv.push_back(nullptr);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+
+    outWrite.reset();
+    errWrite.reset();
+    ProgramResult result;
+    std::array<pollfd, 2> polls{{{outRead.get(), POLLIN, 0}, {errRead.get(), POLLIN, 0}}};
+    std::array<std::string*, 2> sinks{&result.standardOutput, &result.standardError};
+    int open = 2;
+    while (open > 0) {
+        if (::poll(polls.data(), polls.size(), -1) < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            break;
+        }
+        for (std::size_t i = 0; i < polls.size(); ++i) {
+            if (polls[i].fd < 0 || polls[i].revents == 0) {
+                continue;
+            }
+            char buffer[4096];
+            const ssize_t count = ::read(polls[i].fd, buffer, sizeof buffer);
+            if (count > 0) {
+                sinks[i]->append(buffer, static_cast<std::size_t>(count));
+            } else if (count == 0 || errno != EINTR) {
+                polls[i].fd = -1;
+                --open;
+            }
+        }
+    }
+
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+}
+
+}  // namespace dovrel::testing
