@@ -56,8 +56,9 @@ std::optional<RepeatInterval> repeatIntervalFromBlob(const Data& data);
 // ignored on reading). Slot i holds dates()[i]; the slots after the last date are empty.
 inline constexpr std::size_t kLastFivePerformingDatesBlobSize = 73;
 Data lastFivePerformingDatesBlob(const LastFivePerformingDates& dates);
-// 73 bytes: the dates of the non-empty slots, built into a LastFivePerformingDates (sorted,
-// last five). Any other length: nothing (there is no archive fallback).
+// 73 bytes: the dates of the slots tagged 0 (any other tag reads as empty), built into a
+// LastFivePerformingDates (sorted, last five). Any other length: nothing (there is no archive
+// fallback).
 std::optional<LastFivePerformingDates> lastFivePerformingDatesFromBlob(const Data& data);
 
 // A colour object of a keyed archive, class "UIColor" or "NSColor" (or one that lists either

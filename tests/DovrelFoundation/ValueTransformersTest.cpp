@@ -441,6 +441,12 @@ TEST(LastFivePerformingDatesTransformer, ReadingSortsTheSlotsAndIgnoresPadding) 
     const std::optional<LastFivePerformingDates> read = lastFivePerformingDatesFromBlob(bytes);
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->dates(), dates({100, 200, 300, 500}));
+
+    bytes[16 * 3 + 8] = 2;  // a tag that is neither 0 nor 1 reads as empty
+    const std::optional<LastFivePerformingDates> withOddTag =
+        lastFivePerformingDatesFromBlob(bytes);
+    ASSERT_TRUE(withOddTag.has_value());
+    EXPECT_EQ(withOddTag->dates(), dates({100, 200, 500}));
 }
 
 TEST(LastFivePerformingDatesTransformer, NotANumberInASlotDoesNotBreakSorting) {
