@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 namespace dovrel::testing {
 
