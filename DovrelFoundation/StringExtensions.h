@@ -17,7 +17,9 @@ std::string localized(std::string_view key, std::int64_t count);
 // The plural suffix that localized(key, count) appends: ".One", ".Few" or ".Many".
 std::string_view pluralSuffix(std::int64_t count);
 
-// The first character (a whole code point) in title case, the rest unchanged.
+// The first character (a whole user-perceived character: a grapheme cluster, so a letter keeps
+// its combining accents) in title case, as the root locale capitalises it; the rest unchanged,
+// byte for byte. The empty string stays empty.
 std::string capitalizingFirstLetter(std::string_view text);
 
 // A range of UTF-16 code units, as text widgets measure text. `location` is kNotFound when the
@@ -32,7 +34,8 @@ struct NSRange {
 // The range of the whole text within itself: {0, UTF-16 length}; {kNotFound, 0} for "".
 NSRange nsRange(std::string_view text);
 
-// The range of the first occurrence of `needle` in `text`, or {kNotFound, 0}.
+// The range of the first occurrence of `needle` in `text` (an exact, code-unit-by-code-unit
+// match), or {kNotFound, 0}; an empty `needle` is never found.
 NSRange nsRange(std::string_view text, std::string_view needle);
 
 }  // namespace dovrel
