@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/store/EntityDescription.h"
+#include "platform/store/ManagedObjectID.h"
+#include "platform/store/Value.h"
+
+namespace dovrel::store {
+
+class ManagedObjectContext;
+class PersistentStore;
+
+// One object of the graph: an instance of an entity, registered in one context. Subclasses add
+// typed accessors built on value() and setValue() (see EntityDescription::setManagedObjectClass).
+//
+// Objects are made by a context (ManagedObjectContext::insertNewObject, fetches, lookups by ID)
+// and held by std::shared_ptr. Within one context one stored row is one object (the identity
+// map); the same row in another context is another object.
+//
+// An object is confined to its context's queue: in debug builds (DOVREL_DEBUG) every accessor
+// stops the process when called off that queue. A fetched object may be a fault, whose values
+// are read from the store on first access; a to-many relationship loads its members (as faults)
+// only when it is first read, so reading an attribute never loads related objects.
+//
+// After its context is reset, or its deletion or rolled-back insertion is processed, an object
+// has no context; it keeps the values it had, but it can no longer load or change anything.
+class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
+  public:
+    // Instances come from EntityDescription::makeObject(); a context finishes them.
+    ManagedObject() = default;
+    ManagedObject(const ManagedObject&) = delete;
+    ManagedObject& operator=(const ManagedObject&) = delete;
+    virtual ~ManagedObject() = default;
+
+    const EntityDescription& entity() const;
+    // The permanent ID once the object has been saved, a temporary one before.
+    const ManagedObjectID& objectID() const;
+    // The owning context, or null.
+    ManagedObjectContext* managedObjectContext() const noexcept { return context_; }
+
+    // The value of an attribute. An unknown key stops the process.
+    Value value(std::string_view key) const;
+    // Changes an attribute. A value of the wrong type (an integer for a double attribute is
+    // accepted and converted) or an unknown key stops the process.
+    void setValue(Value value, std::string_view key);
+
+    // The destination of a to-one relationship, or null.
+    std::shared_ptr<ManagedObject> object(std::string_view key) const;
+    std::optional<ManagedObjectID> objectIDForRelationship(std::string_view key) const;
+    // Sets a to-one relationship (null clears it) and keeps its inverse in step.
+    void setObject(const std::shared_ptr<ManagedObject>& destination, std::string_view key);
+    // The members of a to-many relationship in no particular order (loaded on first access).
+    std::vector<std::shared_ptr<ManagedObject>> objects(std::string_view key) const;
+    // Adds a member to, or removes one from, a to-many relationship (and sets the inverse).
+    void addObject(const std::shared_ptr<ManagedObject>& member, std::string_view toKey);
+    void removeObject(const std::shared_ptr<ManagedObject>& member, std::string_view fromKey);
+    // Whether the to-many relationship `key` has not been loaded yet.
+    bool hasFaultForRelationship(std::string_view key) const;
+
+    bool isInserted() const;
+    bool isUpdated() const;
+    bool isDeleted() const;
+    // Whether the attribute values have not been read from the store yet.
+    bool isFault() const noexcept { return fault_; }
+    bool hasChanges() const;
+    // The attributes changed since the last save or fetch, with their new values.
+    std::map<std::string, Value> changedValues() const;
+    // The attribute values as last saved or read (the current ones when unchanged).
+    std::map<std::string, Value> committedValues() const;
+
+  private:
+    friend class ManagedObjectContext;
+    struct Snapshot {
+        std::vector<Value> values;
+        std::vector<std::optional<ManagedObjectID>> toOne;
+    };
+
+    void checkQueue() const;
+    void fulfill() const;
+    const RelationshipDescription& relationshipNamed(std::string_view key, bool toMany) const;
+
+    const EntityDescription* entity_ = nullptr;
+    ManagedObjectContext* context_ = nullptr;
+    ManagedObjectID id_;
+    PersistentStore* assignedStore_ = nullptr;
+    bool fault_ = false;
+    bool inserted_ = false;
+    bool updated_ = false;
+    bool deleted_ = false;
+    bool versionKnown_ = false;
+    std::int64_t version_ = 0;
+    std::vector<Value> values_;
+    std::vector<std::optional<ManagedObjectID>> toOne_;
+    // Per to-many slot: the member IDs, or nothing while not loaded.
+    std::vector<std::optional<std::vector<ManagedObjectID>>> toMany_;
+    // The committed state, kept from the first change until the next save or rollback.
+    std::unique_ptr<Snapshot> committed_;
+    std::vector<bool> changedAttributes_;
+    std::vector<bool> changedToOne_;
+};
+
+// The objects of a change notification.
+using ObjectSet = std::unordered_set<std::shared_ptr<ManagedObject>>;
+// The object IDs of a did-save notification.
+using ObjectIDSet = std::unordered_set<ManagedObjectID>;
+
+}  // namespace dovrel::store

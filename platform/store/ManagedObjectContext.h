@@ -1,0 +1,213 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/foundation/FatalError.h"
+#include "platform/foundation/NotificationCenter.h"
+#include "platform/store/ContextQueue.h"
+#include "platform/store/FetchRequest.h"
+#include "platform/store/ManagedObject.h"
+#include "platform/store/MergePolicy.h"
+
+namespace dovrel::store {
+
+class PersistentStore;
+class PersistentStoreCoordinator;
+struct StoredRow;
+
+// A scratch pad over the stores of a coordinator: objects are fetched into it, changed, inserted
+// and deleted in memory, and written to the stores all at once by save().
+//
+// Queues. A main-queue context belongs to the main thread (and the main queue); a private-queue
+// context owns a serial queue and is used only inside perform/performAndWait. Every operation
+// must be called where the context may be used; debug builds check this and stop the process
+// otherwise. A context must be owned by a std::shared_ptr (perform keeps it alive until its
+// closure has run).
+//
+// Notifications, posted on the context's queue through NotificationCenter::defaultCenter() with
+// the context as sender:
+//  - kObjectsDidChangeNotification when pending changes are processed (at the end of each
+//    perform closure, before a save, by processPendingChanges(), rollback(), reset() and merges).
+//    User info (each key only when it has objects): kInsertedObjectsKey, kUpdatedObjectsKey,
+//    kDeletedObjectsKey, kRefreshedObjectsKey, kInvalidatedObjectsKey (ObjectSet each), and
+//    kInvalidatedAllObjectsKey (ObjectIDSet of the objects the context had) after reset().
+//  - kDidSaveNotification after a successful save that wrote something. User info:
+//    kInsertedObjectIDsKey, kUpdatedObjectIDsKey, kDeletedObjectIDsKey (ObjectIDSet each, always
+//    present) with permanent IDs, and kInsertedObjectsKey, kUpdatedObjectsKey, kDeletedObjectsKey
+//    (ObjectSet, objects of the saving context: other contexts must not touch them).
+//
+// Merging. A context with automaticallyMergesChangesFromParent merges every did-save of another
+// context of its coordinator, on its own queue: objects it has for updated rows are refreshed
+// (values this context has changed are kept: the in-memory values win property by property) and
+// reported as refreshed; inserted rows are registered and reported as inserted; its objects of
+// deleted rows are dropped and reported as deleted.
+class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectContext> {
+  public:
+    enum class ConcurrencyType { mainQueueConcurrencyType, privateQueueConcurrencyType };
+
+    static constexpr const char* kObjectsDidChangeNotification =
+        "NSManagedObjectContextObjectsDidChangeNotification";
+    static constexpr const char* kDidSaveNotification = "NSManagedObjectContextDidSaveNotification";
+    static constexpr const char* kInsertedObjectsKey = "inserted";
+    static constexpr const char* kUpdatedObjectsKey = "updated";
+    static constexpr const char* kDeletedObjectsKey = "deleted";
+    static constexpr const char* kRefreshedObjectsKey = "refreshed";
+    static constexpr const char* kInvalidatedObjectsKey = "invalidated";
+    static constexpr const char* kInvalidatedAllObjectsKey = "invalidatedAll";
+    static constexpr const char* kInsertedObjectIDsKey = "inserted_objectIDs";
+    static constexpr const char* kUpdatedObjectIDsKey = "updated_objectIDs";
+    static constexpr const char* kDeletedObjectIDsKey = "deleted_objectIDs";
+
+    explicit ManagedObjectContext(ConcurrencyType concurrencyType);
+    ManagedObjectContext(const ManagedObjectContext&) = delete;
+    ManagedObjectContext& operator=(const ManagedObjectContext&) = delete;
+    ~ManagedObjectContext();
+
+    ConcurrencyType concurrencyType() const noexcept { return concurrencyType_; }
+
+    const std::shared_ptr<PersistentStoreCoordinator>& persistentStoreCoordinator() const noexcept {
+        return coordinator_;
+    }
+    void setPersistentStoreCoordinator(std::shared_ptr<PersistentStoreCoordinator> coordinator);
+
+    const std::string& name() const noexcept { return name_; }
+    void setName(std::string name) { name_ = std::move(name); }
+
+    // Runs `work` on the context's queue later; pending changes are processed after it.
+    void perform(std::function<void()> work);
+    // Runs `work` on the context's queue and waits for it (at once when already there).
+    // Exceptions thrown by `work` reach the caller.
+    void performAndWait(const std::function<void()>& work);
+    // Whether the calling thread may use the context now.
+    bool isOnQueue() const { return queue_->isCurrent(); }
+
+    // A new object of the entity, inserted: it has the attributes' default values and a
+    // temporary ID. An unknown entity stops the process.
+    std::shared_ptr<ManagedObject> insertNewObject(const std::string& entityName);
+    // The same, as the entity's class T; an entity whose class is not T stops the process with
+    // "Wrong object type".
+    template <class T>
+    std::shared_ptr<T> insertNewObject(const std::string& entityName) {
+        auto typed = std::dynamic_pointer_cast<T>(insertNewObject(entityName));
+        if (!typed) {
+            fatalError("Wrong object type");
+        }
+        return typed;
+    }
+
+    // Marks an object of this context deleted (an unsaved one simply disappears) and applies the
+    // delete rules of its relationships: nullify and cascade at once, deny at the next save.
+    void deleteObject(const std::shared_ptr<ManagedObject>& object);
+
+    // The objects that match the request, including this context's unsaved changes. Throws
+    // StoreError when the store cannot be read.
+    std::vector<std::shared_ptr<ManagedObject>> fetch(const FetchRequestBase& request);
+    template <class T>
+    std::vector<std::shared_ptr<T>> fetch(const FetchRequest<T>& request) {
+        std::vector<std::shared_ptr<T>> typed;
+        for (auto& object : fetch(static_cast<const FetchRequestBase&>(request))) {
+            auto cast = std::dynamic_pointer_cast<T>(object);
+            if (!cast) {
+                fatalError("Wrong object type");
+            }
+            typed.push_back(std::move(cast));
+        }
+        return typed;
+    }
+    // The number of objects fetch() would return.
+    std::int64_t count(const FetchRequestBase& request);
+
+    // The object for an ID: the registered one, or a fault that is not checked against the store.
+    std::shared_ptr<ManagedObject> object(const ManagedObjectID& objectID);
+    // The object for an ID, read from the store when it is not registered. Throws StoreError when
+    // the object does not exist (a deleted row, an unsaved object of another context, a store the
+    // coordinator does not have).
+    std::shared_ptr<ManagedObject> existingObject(const ManagedObjectID& objectID);
+
+    // Writes every change to the stores in one write transaction per store: all of it or (on an
+    // error, which is thrown as StoreError) none of it, leaving the context's changes as they were.
+    // Checks non-optional attributes and deny rules first.
+    void save();
+    // Discards every unsaved change: updated objects get their committed values back, inserted
+    // ones leave the context, deleted ones return.
+    void rollback();
+    // Forgets every object: all of them lose their context (invalidated).
+    void reset();
+    bool hasChanges() const;
+
+    // Posts kObjectsDidChangeNotification for the changes made since the last one, if any.
+    void processPendingChanges();
+
+    // Re-reads an object from its store. With `mergeChanges`, the values changed in this context
+    // are kept; without, they are discarded. An object whose row is gone is invalidated.
+    void refresh(const std::shared_ptr<ManagedObject>& object, bool mergeChanges);
+
+    // Applies another context's did-save notification (see the class comment).
+    void mergeChanges(const Notification& didSaveNotification);
+
+    bool automaticallyMergesChangesFromParent() const noexcept { return automaticallyMerges_; }
+    void setAutomaticallyMergesChangesFromParent(bool merges);
+
+    MergePolicy mergePolicy() const noexcept { return mergePolicy_; }
+    void setMergePolicy(MergePolicy policy) { mergePolicy_ = policy; }
+
+    std::vector<std::shared_ptr<ManagedObject>> insertedObjects() const;
+    std::vector<std::shared_ptr<ManagedObject>> updatedObjects() const;
+    std::vector<std::shared_ptr<ManagedObject>> deletedObjects() const;
+    // The objects registered in the context that are still alive.
+    std::vector<std::shared_ptr<ManagedObject>> registeredObjects() const;
+
+  private:
+    friend class ManagedObject;
+
+    void checkQueue(const char* operation) const;
+    std::shared_ptr<ManagedObject> registerRow(const EntityDescription& entity,
+                                               PersistentStore& store, StoredRow&& row,
+                                               bool keysOnly);
+    void applyRow(ManagedObject& object, StoredRow& row, bool keepChanges);
+    void fireFault(ManagedObject& object);
+    void willChange(ManagedObject& object, bool snapshot);
+    void loadToMany(ManagedObject& object, const RelationshipDescription& relationship);
+    void setToOne(ManagedObject& source, const RelationshipDescription& relationship,
+                  const std::optional<ManagedObjectID>& destination);
+    void removeMember(const ManagedObjectID& owner, const RelationshipDescription& toMany,
+                      const ManagedObjectID& member);
+    void addMember(const ManagedObjectID& owner, const RelationshipDescription& toMany,
+                   const ManagedObjectID& member);
+    std::shared_ptr<ManagedObject> registered(const ManagedObjectID& objectID) const;
+    std::shared_ptr<PersistentStore> storeFor(const ManagedObject& object) const;
+    bool hasPendingChanges(const EntityDescription& entity) const;
+    void validateForSave();
+    void detach(ManagedObject& object);
+    void clearChangeState(ManagedObject& object);
+    void post(const char* name, std::map<std::string, std::any> userInfo);
+    void compactChangeLists();
+
+    ConcurrencyType concurrencyType_;
+    std::shared_ptr<ContextQueue> queue_;
+    std::shared_ptr<PersistentStoreCoordinator> coordinator_;
+    std::string name_;
+    bool automaticallyMerges_ = false;
+    MergePolicy mergePolicy_ = MergePolicy::errorMergePolicy;
+    ObservationToken saveObservation_;
+
+    std::unordered_map<ManagedObjectID, std::weak_ptr<ManagedObject>> registered_;
+    // Changes since the last save, in the order they were made (entries whose object no longer
+    // has that state are skipped and dropped lazily).
+    std::vector<std::shared_ptr<ManagedObject>> inserted_;
+    std::vector<std::shared_ptr<ManagedObject>> updated_;
+    std::vector<std::shared_ptr<ManagedObject>> deleted_;
+    // Changes since the last objects-did-change notification.
+    ObjectSet pendingInserted_;
+    ObjectSet pendingUpdated_;
+    ObjectSet pendingDeleted_;
+};
+
+}  // namespace dovrel::store

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace dovrel::store {
+
+class EntityDescription;
+
+// A store's identifier: 16 random bytes, written as an upper-case UUID
+// ("8-4-4-4-12" hexadecimal digits).
+using StoreUUID = std::array<std::uint8_t, 16>;
+
+std::string uuidString(const StoreUUID& uuid);
+// Parses the UUID text form (either case); false when `text` is not one.
+bool parseUUID(const std::string& text, StoreUUID& uuid);
+StoreUUID makeRandomUUID();
+
+// Names one object for as long as it exists, in every context of a coordinator: its entity,
+// the store that holds it and its primary key in that store. An object inserted into a context
+// has a temporary ID until its first save assigns the permanent one; the object then reports
+// the permanent ID, and the temporary ID stops naming anything.
+//
+// The URI representation of a permanent ID is x-dovrel://<store UUID>/<Entity>/p<primary key>;
+// a temporary ID's is x-dovrel:///<Entity>/t<number>. A coordinator turns the permanent form back
+// into an ID (see PersistentStoreCoordinator::managedObjectID).
+//
+// A small value type (copy freely). It refers to its entity description, which lives as long as
+// the model does.
+class ManagedObjectID {
+  public:
+    ManagedObjectID() = default;
+    static ManagedObjectID permanent(const EntityDescription& entity, const StoreUUID& store,
+                                     std::int64_t primaryKey);
+    static ManagedObjectID temporary(const EntityDescription& entity);
+
+    const EntityDescription& entity() const noexcept { return *entity_; }
+    bool isTemporaryID() const noexcept { return temporary_; }
+    // The store's UUID (all zero for a temporary ID).
+    const StoreUUID& storeUUID() const noexcept { return store_; }
+    // The row's primary key (for a temporary ID: its number, unique in the process).
+    std::int64_t primaryKey() const noexcept { return key_; }
+
+    std::string uriRepresentation() const;
+
+    friend bool operator==(const ManagedObjectID&, const ManagedObjectID&) = default;
+    // Permanent IDs order by store, entity name and primary key; temporary IDs follow them in the
+    // order they were made.
+    friend bool operator<(const ManagedObjectID& lhs, const ManagedObjectID& rhs);
+
+  private:
+    const EntityDescription* entity_ = nullptr;
+    StoreUUID store_{};
+    std::int64_t key_ = 0;
+    bool temporary_ = false;
+};
+
+}  // namespace dovrel::store
+
+template <>
+struct std::hash<dovrel::store::ManagedObjectID> {
+    std::size_t operator()(const dovrel::store::ManagedObjectID& id) const noexcept {
+        std::size_t h = std::hash<std::int64_t>()(id.primaryKey());
+        h ^= std::hash<const void*>()(&id.entity()) + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2);
+        h ^= std::size_t(id.storeUUID()[0]) | (std::size_t(id.storeUUID()[1]) << 8);
+        return h ^ (id.isTemporaryID() ? 0x5bd1e995 : 0);
+    }
+};

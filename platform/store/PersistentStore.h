@@ -1,0 +1,134 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/store/ManagedObjectID.h"
+#include "platform/store/ManagedObjectModel.h"
+#include "platform/store/PersistentStoreDescription.h"
+#include "platform/store/SQLiteDatabase.h"
+#include "platform/store/SortDescriptor.h"
+
+namespace dovrel::store {
+
+// The stored form of one object: its primary key, its version (raised by every update, so that a
+// save notices a row that changed since the object was read), its attribute values (in the
+// entity's attribute order, transformable ones already turned back into objects) and the
+// primary keys of its to-one destinations (in slot order).
+struct StoredRow {
+    std::int64_t primaryKey = 0;
+    std::int64_t version = 0;
+    std::vector<Value> attributes;
+    std::vector<std::optional<std::int64_t>> toOne;
+};
+
+// One SQLite store file: its URL, UUID, options and metadata, and the reading and writing of rows
+// for the contexts of its coordinator.
+//
+// The file holds one table per entity (named after it: Z_PK primary key, Z_OPT version, one
+// column per attribute and per to-one relationship, dates as seconds since 2001), a metadata
+// table Z_METADATA (the store UUID, the model version identifier and any metadata set by the
+// application) and Z_PRIMARYKEY, the highest primary key ever given per entity, so that a key is
+// never reused and the URI of a deleted object never names another one. The file is created
+// with mode 0600 and used in WAL mode with a busy timeout; every write runs in BEGIN IMMEDIATE.
+//
+// One connection per store; its use is serialised by the store, so any thread may call it.
+class PersistentStore {
+  public:
+    // Metadata keys that every store has.
+    static constexpr const char* kStoreUUIDKey = "NSStoreUUID";
+    static constexpr const char* kModelVersionIdentifierKey = "NSStoreModelVersionIdentifier";
+
+    // Opens the store that `description` names, creating the file when it does not exist. Throws
+    // StoreError when the file is not SQLite, holds a foreign schema or another model version,
+    // or cannot be created or opened for writing. An existing file that does not load is left as
+    // it was.
+    static std::shared_ptr<PersistentStore> load(const PersistentStoreDescription& description,
+                                                 std::shared_ptr<const ManagedObjectModel> model);
+
+    const std::filesystem::path& url() const noexcept { return description_.url(); }
+    const std::string& type() const noexcept { return description_.type(); }
+    const std::map<std::string, Value>& options() const noexcept { return description_.options(); }
+    const StoreUUID& uuid() const noexcept { return uuid_; }
+    // The UUID as text.
+    std::string identifier() const { return uuidString(uuid_); }
+    const ManagedObjectModel& model() const noexcept { return *model_; }
+
+    // The metadata kept in the file (including kStoreUUIDKey and kModelVersionIdentifierKey).
+    std::map<std::string, Value> metadata() const;
+    // Replaces the application's metadata (the two keys above are kept as they are) and writes
+    // it to the file at once. Throws StoreError when the write fails.
+    void setMetadata(const std::map<std::string, Value>& metadata);
+
+    // How many rows SQLite has returned for this store so far (for tests of lazy loading).
+    std::uint64_t rowsRead() const noexcept { return database_->rowsRead(); }
+
+    // --- Reading (used by contexts) ---
+
+    // Rows of `entity` matching the SQL condition `where` (empty for all) with its bindings, in
+    // the order of `sortDescriptors` then primary key, at most `limit` (0: all). With `keysOnly`
+    // the rows carry only primary key and version.
+    std::vector<StoredRow> fetchRows(const EntityDescription& entity, const std::string& where,
+                                     const std::vector<Value>& bindings,
+                                     const std::vector<SortDescriptor>& sortDescriptors,
+                                     std::size_t limit, bool keysOnly);
+    std::int64_t countRows(const EntityDescription& entity, const std::string& where,
+                           const std::vector<Value>& bindings);
+    std::optional<StoredRow> fetchRow(const EntityDescription& entity, std::int64_t primaryKey);
+    // The primary keys of the rows of the to-many relationship's destination whose inverse
+    // column holds `ownerKey`.
+    std::vector<std::int64_t> fetchRelatedKeys(const RelationshipDescription& toMany,
+                                               std::int64_t ownerKey);
+
+    // --- Writing (used by a context's save) ---
+
+    // Runs `body` inside BEGIN IMMEDIATE ... COMMIT; when `body` or the commit throws, the
+    // transaction is rolled back and the exception passes on.
+    void performWriteTransaction(const std::function<void()>& body);
+    // Inside a write transaction: `count` new primary keys for `entity`, the first returned.
+    std::int64_t allocatePrimaryKeys(const EntityDescription& entity, std::int64_t count);
+    // Inside a write transaction: the row's version, or nothing when the row does not exist.
+    std::optional<std::int64_t> rowVersion(const EntityDescription& entity,
+                                           std::int64_t primaryKey);
+    void insertRow(const EntityDescription& entity, const StoredRow& row);
+    // Writes the listed attributes and to-one slots of `row` and raises the version to
+    // `row.version`.
+    void updateRow(const EntityDescription& entity, const StoredRow& row,
+                   const std::vector<std::size_t>& attributes,
+                   const std::vector<std::size_t>& toOneSlots);
+    void deleteRow(const EntityDescription& entity, std::int64_t primaryKey);
+
+  private:
+    PersistentStore(PersistentStoreDescription description,
+                    std::shared_ptr<const ManagedObjectModel> model,
+                    std::unique_ptr<SQLiteDatabase> database);
+
+    void createSchema();
+    void validateSchema();
+    void readMetadata();
+    void configureConnection();
+    std::vector<Value> readAttributes(const EntityDescription& entity,
+                                      SQLiteDatabase::Statement& statement, int firstColumn);
+    Value storedForm(const AttributeDescription& attribute, const Value& value) const;
+    void bindRow(SQLiteDatabase::Statement& statement, int first, const EntityDescription& entity,
+                 const StoredRow& row, const std::vector<std::size_t>& attributes,
+                 const std::vector<std::size_t>& toOneSlots);
+
+    PersistentStoreDescription description_;
+    std::shared_ptr<const ManagedObjectModel> model_;
+    std::unique_ptr<SQLiteDatabase> database_;
+    mutable std::recursive_mutex mutex_;
+    StoreUUID uuid_{};
+    std::map<std::string, Value> metadata_;
+    std::map<const EntityDescription*, std::unique_ptr<SQLiteDatabase::Statement>>
+        insertStatements_;
+};
+
+}  // namespace dovrel::store

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/store/Value.h"
+
+namespace dovrel::store {
+
+// A thin RAII layer over one SQLite connection, used by the SQLite store. Every failure throws
+// dovrel::Error in the domain "SQLite" with SQLite's result code and message.
+class SQLiteDatabase {
+  public:
+    class Statement;
+
+    // Opens the file at `path` read-write (creating it only when `create` is true).
+    SQLiteDatabase(const std::filesystem::path& path, bool create);
+    SQLiteDatabase(const SQLiteDatabase&) = delete;
+    SQLiteDatabase& operator=(const SQLiteDatabase&) = delete;
+
+    sqlite3* handle() const noexcept { return db_.get(); }
+
+    // Runs one or more statements that return nothing of interest.
+    void execute(const std::string& sql);
+    // A prepared statement; cached ones live as long as the connection and are reset on reuse.
+    Statement prepare(std::string_view sql);
+    Statement& cached(const std::string& sql);
+
+    // The rows that statements of this connection have produced so far.
+    std::uint64_t rowsRead() const noexcept { return rowsRead_.load(); }
+
+    std::int64_t lastInsertRowID() const { return sqlite3_last_insert_rowid(db_.get()); }
+
+    [[noreturn]] void fail(int code) const;
+
+    class Statement {
+      public:
+        Statement() = default;
+        Statement(Statement&&) noexcept = default;
+        Statement& operator=(Statement&&) noexcept = default;
+
+        void bind(int index, const Value& value);  // 1-based; objects must be transformed first
+        void bindNull(int index);
+        void bindInteger(int index, std::int64_t value);
+        void bindText(int index, std::string_view text);
+        // Advances to the next row; false when the statement is done.
+        bool step();
+        // Runs a statement that returns no rows.
+        void run();
+        void reset();
+
+        bool isNull(int column) const;
+        std::int64_t integer(int column) const;
+        double real(int column) const;
+        std::string text(int column) const;
+        Data blob(int column) const;
+
+      private:
+        friend class SQLiteDatabase;
+        struct Finalizer {
+            void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+        };
+        std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+        SQLiteDatabase* database_ = nullptr;
+    };
+
+  private:
+    struct Closer {
+        void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+    };
+    std::unique_ptr<sqlite3, Closer> db_;
+    std::atomic<std::uint64_t> rowsRead_{0};
+    std::vector<std::pair<std::string, std::unique_ptr<Statement>>> cache_;
+};
+
+}  // namespace dovrel::store
