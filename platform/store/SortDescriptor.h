@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace dovrel::store {
 
@@ -13,5 +15,11 @@ struct SortDescriptor {
 
     friend bool operator==(const SortDescriptor&, const SortDescriptor&) = default;
 };
+
+class ManagedObject;
+
+// Sorts objects (stably) by the descriptors, then by object ID, as a fetch orders them.
+void sortObjects(std::vector<std::shared_ptr<ManagedObject>>& objects,
+                 const std::vector<SortDescriptor>& descriptors);
 
 }  // namespace dovrel::store
