@@ -52,8 +52,16 @@ TEST(ColorFromHex, OrangeRoundTripsThroughHex) {
     EXPECT_EQ(hex(orange), 0xFF8000);
 }
 
-TEST(ColorFromHex, EveryTwentyFourBitNumberRoundTrips) {
-    for (std::int64_t value = 0; value <= 0xFFFFFF; ++value) {
+TEST(ColorFromHex, EveryChannelValueRoundTripsInEveryPosition) {
+    for (std::int64_t value = 0; value <= 0xFF; ++value) {
+        for (int shift : {0, 8, 16}) {
+            ASSERT_EQ(hex(colorFromHex(value << shift)), value << shift);
+        }
+        const std::int64_t mixed = (value << 16) | ((0xFF - value) << 8) | ((value * 37) & 0xFF);
+        ASSERT_EQ(hex(colorFromHex(mixed)), mixed);
+    }
+    // And a spread of numbers across the whole 24-bit range.
+    for (std::int64_t value = 0; value <= 0xFFFFFF; value += 4099) {
         ASSERT_EQ(hex(colorFromHex(value)), value);
     }
 }
