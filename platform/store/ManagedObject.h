@@ -90,12 +90,16 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     const EntityDescription* entity_ = nullptr;
     ManagedObjectContext* context_ = nullptr;
     ManagedObjectID id_;
+    // The permanent ID a save in progress gives an inserted object.
+    ManagedObjectID stagedID_;
     PersistentStore* assignedStore_ = nullptr;
     bool fault_ = false;
     bool inserted_ = false;
     bool updated_ = false;
     bool deleted_ = false;
     bool versionKnown_ = false;
+    // Changes not yet announced by an objects-did-change notification (context bits).
+    std::uint8_t pending_ = 0;
     std::int64_t version_ = 0;
     std::vector<Value> values_;
     std::vector<std::optional<ManagedObjectID>> toOne_;

@@ -105,6 +105,12 @@ void ManagedObjectContext::setAutomaticallyMergesChangesFromParent(bool merges) 
 
 std::shared_ptr<ManagedObject> ManagedObjectContext::registered(
     const ManagedObjectID& objectID) const {
+    if (objectID.isTemporaryID()) {
+        auto found = temporary_.find(objectID.primaryKey());
+        return found != temporary_.end() && found->second->inserted_
+                   ? found->second->shared_from_this()
+                   : nullptr;
+    }
     if (auto found = registered_.find(objectID); found != registered_.end()) {
         return found->second.lock();
     }
@@ -132,9 +138,9 @@ std::shared_ptr<ManagedObject> ManagedObjectContext::insertNewObject(
     }
     object->toOne_.assign(entity->toOneCount(), std::nullopt);
     object->toMany_.assign(entity->toManyCount(), std::vector<ManagedObjectID>());
-    registered_.emplace(object->id_, object);
+    temporary_.emplace(object->id_.primaryKey(), object.get());
     inserted_.push_back(object);
-    pendingInserted_.insert(object);
+    markPending(*object, kPendingInsert);
     return object;
 }
 
@@ -288,10 +294,17 @@ void ManagedObjectContext::willChange(ManagedObject& object, bool snapshot) {
         object.updated_ = true;
         auto shared = object.shared_from_this();
         updated_.push_back(shared);
-        pendingUpdated_.insert(shared);
-    } else if (!pendingInserted_.contains(object.shared_from_this())) {
-        pendingUpdated_.insert(object.shared_from_this());
+        markPending(object, kPendingUpdate);
+    } else {
+        markPending(object, kPendingUpdate);
     }
+}
+
+void ManagedObjectContext::markPending(ManagedObject& object, std::uint8_t change) {
+    if (object.pending_ == 0) {
+        pending_.push_back(object.shared_from_this());
+    }
+    object.pending_ |= change;
 }
 
 void ManagedObjectContext::removeMember(const ManagedObjectID& owner,
@@ -442,13 +455,12 @@ void ManagedObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& ob
     }
     if (object->inserted_) {
         // Never saved: it simply leaves the context.
-        const bool reported = !pendingInserted_.contains(object);
-        pendingInserted_.erase(object);
-        pendingUpdated_.erase(object);
+        const bool reported = (object->pending_ & kPendingInsert) == 0;
+        object->pending_ &= ~(kPendingInsert | kPendingUpdate);
         object->inserted_ = false;
-        registered_.erase(object->id_);
+        temporary_.erase(object->id_.primaryKey());
         if (reported) {
-            pendingDeleted_.insert(object);
+            markPending(*object, kPendingDelete);
         }
         object->context_ = nullptr;
         compactChangeLists();
@@ -456,8 +468,8 @@ void ManagedObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& ob
     }
     object->deleted_ = true;
     deleted_.push_back(object);
-    pendingUpdated_.erase(object);
-    pendingDeleted_.insert(object);
+    object->pending_ &= ~kPendingUpdate;
+    markPending(*object, kPendingDelete);
 }
 
 bool ManagedObjectContext::hasPendingChanges(const EntityDescription& entity) const {
@@ -641,6 +653,11 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::registeredObje
             result.push_back(std::move(object));
         }
     }
+    for (const auto& object : inserted_) {
+        if (object->inserted_) {
+            result.push_back(object);
+        }
+    }
     return result;
 }
 
@@ -650,22 +667,40 @@ void ManagedObjectContext::post(const char* name, std::map<std::string, std::any
 
 void ManagedObjectContext::processPendingChanges() {
     checkQueue("processPendingChanges");
-    if (pendingInserted_.empty() && pendingUpdated_.empty() && pendingDeleted_.empty()) {
+    if (pending_.empty()) {
         return;
     }
+    auto pending = std::move(pending_);
+    pending_.clear();
+    // With nobody listening there is nothing to build.
+    const bool observed = NotificationCenter::defaultCenter().observerCount() > 0;
+    ObjectSet inserted, updated, deleted;
+    for (auto& object : pending) {
+        const auto bits = std::exchange(object->pending_, 0);
+        if (!observed || bits == 0) {
+            continue;
+        }
+        if (bits & kPendingInsert) {
+            inserted.insert(object);
+        } else if (bits & kPendingDelete) {
+            deleted.insert(object);
+        } else {
+            updated.insert(object);
+        }
+    }
     std::map<std::string, std::any> userInfo;
-    if (!pendingInserted_.empty()) {
-        userInfo[kInsertedObjectsKey] = std::move(pendingInserted_);
+    if (!inserted.empty()) {
+        userInfo[kInsertedObjectsKey] = std::move(inserted);
     }
-    if (!pendingUpdated_.empty()) {
-        userInfo[kUpdatedObjectsKey] = std::move(pendingUpdated_);
+    if (!updated.empty()) {
+        userInfo[kUpdatedObjectsKey] = std::move(updated);
     }
-    if (!pendingDeleted_.empty()) {
-        userInfo[kDeletedObjectsKey] = std::move(pendingDeleted_);
+    if (!deleted.empty()) {
+        userInfo[kDeletedObjectsKey] = std::move(deleted);
     }
-    pendingInserted_.clear();
-    pendingUpdated_.clear();
-    pendingDeleted_.clear();
+    if (userInfo.empty()) {
+        return;
+    }
     post(kObjectsDidChangeNotification, std::move(userInfo));
 }
 
@@ -740,8 +775,15 @@ void ManagedObjectContext::save() {
         std::int64_t version = 0;
         bool conflicted = false;
     };
-    std::unordered_map<ManagedObjectID, ManagedObjectID> permanentIDs;
     std::vector<StagedUpdate> staged;
+    // The permanent ID staged for an inserted object's temporary ID, or nothing.
+    auto stagedFor = [&](const ManagedObjectID& temporary) -> const ManagedObjectID* {
+        auto target = registered(temporary);
+        if (!target || !target->inserted_ || target->stagedID_ == ManagedObjectID()) {
+            return nullptr;
+        }
+        return &target->stagedID_;
+    };
     auto resolve = [&](const std::optional<ManagedObjectID>& id) -> std::optional<std::int64_t> {
         if (!id) {
             return std::nullopt;
@@ -749,19 +791,24 @@ void ManagedObjectContext::save() {
         if (!id->isTemporaryID()) {
             return id->primaryKey();
         }
-        auto found = permanentIDs.find(*id);
-        if (found == permanentIDs.end()) {
+        const ManagedObjectID* permanent = stagedFor(*id);
+        if (permanent == nullptr) {
             throw StoreError::make(StoreError::kPersistentStoreSaveError,
                                    "A relationship refers to an object that is not being saved");
         }
-        return found->second.primaryKey();
+        return permanent->primaryKey();
     };
 
     std::map<PersistentStore*, std::shared_ptr<PersistentStore>> stores;
     std::map<PersistentStore*, std::vector<std::shared_ptr<ManagedObject>>> inserts, updates,
         deletes;
     for (const auto& object : inserted_) {
-        auto store = storeFor(*object);
+        object->stagedID_ = ManagedObjectID();
+    }
+    const auto allStores = coordinator_->persistentStores();
+    for (const auto& object : inserted_) {
+        auto store = object->assignedStore_ == nullptr && !allStores.empty() ? allStores.front()
+                                                                             : storeFor(*object);
         if (!store) {
             throw StoreError::make(StoreError::kPersistentStoreSaveError,
                                    "The coordinator has no store for new objects");
@@ -794,20 +841,18 @@ void ManagedObjectContext::save() {
                     std::int64_t key = store->allocatePrimaryKeys(
                         *entity, static_cast<std::int64_t>(objects.size()));
                     for (auto* object : objects) {
-                        permanentIDs.emplace(
-                            object->id_, ManagedObjectID::permanent(*entity, store->uuid(), key++));
+                        object->stagedID_ =
+                            ManagedObjectID::permanent(*entity, store->uuid(), key++);
                     }
                 }
-                StoredRow row;
+                std::vector<std::optional<std::int64_t>> toOne;
                 for (const auto& object : inserts[raw]) {
-                    row.primaryKey = permanentIDs.at(object->id_).primaryKey();
-                    row.version = 1;
-                    row.attributes = object->values_;
-                    row.toOne.resize(object->toOne_.size());
+                    toOne.resize(object->toOne_.size());
                     for (std::size_t slot = 0; slot < object->toOne_.size(); ++slot) {
-                        row.toOne[slot] = resolve(object->toOne_[slot]);
+                        toOne[slot] = resolve(object->toOne_[slot]);
                     }
-                    store->insertRow(*object->entity_, row);
+                    store->insertRow(*object->entity_, object->stagedID_.primaryKey(), 1,
+                                     object->values_, toOne);
                 }
                 for (const auto& object : updates[raw]) {
                     std::vector<std::size_t> attributes;
@@ -857,42 +902,44 @@ void ManagedObjectContext::save() {
         throw wrapSaveError(error);
     }
 
-    // Committed: the context catches up.
-    ObjectIDSet insertedIDs, updatedIDs, deletedIDs;
-    ObjectSet insertedObjects, updatedObjects, deletedObjects;
-    for (auto& object : inserted_) {
-        registered_.erase(object->id_);
-        object->id_ = permanentIDs.at(object->id_);
-        object->version_ = 1;
-        object->versionKnown_ = true;
-        object->assignedStore_ = nullptr;
-        registered_[object->id_] = object;
-        clearChangeState(*object);
-        insertedIDs.insert(object->id_);
-        insertedObjects.insert(object);
-    }
-    auto rewrite = [&](std::optional<ManagedObjectID>& id) {
-        if (id && id->isTemporaryID()) {
-            if (auto found = permanentIDs.find(*id); found != permanentIDs.end()) {
-                id = found->second;
+    // Committed: the context catches up. References to temporary IDs first, while the
+    // temporary IDs still find their objects.
+    auto rewrite = [&](ManagedObjectID& id) {
+        if (id.isTemporaryID()) {
+            if (const ManagedObjectID* permanent = stagedFor(id)) {
+                id = *permanent;
             }
         }
     };
     for (const auto* list : {&inserted_, &updated_}) {
         for (const auto& object : *list) {
             for (auto& id : object->toOne_) {
-                rewrite(id);
+                if (id) {
+                    rewrite(*id);
+                }
             }
             for (auto& members : object->toMany_) {
                 if (members) {
                     for (auto& member : *members) {
-                        if (auto found = permanentIDs.find(member); found != permanentIDs.end()) {
-                            member = found->second;
-                        }
+                        rewrite(member);
                     }
                 }
             }
         }
+    }
+    ObjectIDSet insertedIDs, updatedIDs, deletedIDs;
+    insertedIDs.reserve(inserted_.size());
+    updatedIDs.reserve(updated_.size());
+    temporary_.clear();
+    registered_.reserve(registered_.size() + inserted_.size());
+    for (auto& object : inserted_) {
+        object->id_ = object->stagedID_;
+        object->version_ = 1;
+        object->versionKnown_ = true;
+        object->assignedStore_ = nullptr;
+        registered_.emplace(object->id_, object);
+        clearChangeState(*object);
+        insertedIDs.insert(object->id_);
     }
     for (auto& update : staged) {
         update.object->version_ = update.version;
@@ -901,7 +948,6 @@ void ManagedObjectContext::save() {
     for (auto& object : updated_) {
         clearChangeState(*object);
         updatedIDs.insert(object->id_);
-        updatedObjects.insert(object);
     }
     for (auto& update : staged) {
         if (update.conflicted) {
@@ -914,17 +960,16 @@ void ManagedObjectContext::save() {
         registered_.erase(object->id_);
         object->context_ = nullptr;
         deletedIDs.insert(object->id_);
-        deletedObjects.insert(object);
     }
     inserted_.clear();
     updated_.clear();
     deleted_.clear();
-    post(kDidSaveNotification, {{kInsertedObjectIDsKey, std::move(insertedIDs)},
-                                {kUpdatedObjectIDsKey, std::move(updatedIDs)},
-                                {kDeletedObjectIDsKey, std::move(deletedIDs)},
-                                {kInsertedObjectsKey, std::move(insertedObjects)},
-                                {kUpdatedObjectsKey, std::move(updatedObjects)},
-                                {kDeletedObjectsKey, std::move(deletedObjects)}});
+    // Built by moving: an initializer list would copy every set.
+    std::map<std::string, std::any> userInfo;
+    userInfo.emplace(kInsertedObjectIDsKey, std::move(insertedIDs));
+    userInfo.emplace(kUpdatedObjectIDsKey, std::move(updatedIDs));
+    userInfo.emplace(kDeletedObjectIDsKey, std::move(deletedIDs));
+    post(kDidSaveNotification, std::move(userInfo));
 }
 
 void ManagedObjectContext::rollback() {
@@ -936,10 +981,10 @@ void ManagedObjectContext::rollback() {
             continue;
         }
         object->inserted_ = false;
-        registered_.erase(object->id_);
         object->context_ = nullptr;
         vanished.insert(object);
     }
+    temporary_.clear();
     for (const auto* list : {&updated_, &deleted_}) {
         for (const auto& object : *list) {
             if (object->committed_) {
@@ -1003,12 +1048,14 @@ void ManagedObjectContext::reset() {
         }
     }
     registered_.clear();
+    temporary_.clear();
     inserted_.clear();
     updated_.clear();
     deleted_.clear();
-    pendingInserted_.clear();
-    pendingUpdated_.clear();
-    pendingDeleted_.clear();
+    for (auto& object : pending_) {
+        object->pending_ = 0;
+    }
+    pending_.clear();
     post(kObjectsDidChangeNotification, {{kInvalidatedAllObjectsKey, std::move(all)}});
 }
 
@@ -1031,7 +1078,7 @@ void ManagedObjectContext::refresh(const std::shared_ptr<ManagedObject>& object,
     if (!keep && object->updated_) {
         clearChangeState(*object);
         compactChangeLists();
-        pendingUpdated_.erase(object);
+        object->pending_ &= ~kPendingUpdate;
     }
     applyRow(*object, *row, keep);
     for (auto& members : object->toMany_) {
@@ -1059,8 +1106,7 @@ void ManagedObjectContext::mergeChanges(const Notification& didSave) {
         if (auto object = registered(id)) {
             registered_.erase(id);
             detach(*object);
-            pendingUpdated_.erase(object);
-            pendingDeleted_.erase(object);
+            object->pending_ = 0;
             deleted.insert(object);
         }
     }

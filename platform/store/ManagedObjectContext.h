@@ -40,8 +40,7 @@ struct StoredRow;
 //    kInvalidatedAllObjectsKey (ObjectIDSet of the objects the context had) after reset().
 //  - kDidSaveNotification after a successful save that wrote something. User info:
 //    kInsertedObjectIDsKey, kUpdatedObjectIDsKey, kDeletedObjectIDsKey (ObjectIDSet each, always
-//    present) with permanent IDs, and kInsertedObjectsKey, kUpdatedObjectsKey, kDeletedObjectsKey
-//    (ObjectSet, objects of the saving context: other contexts must not touch them).
+//    present) with permanent IDs. Only IDs: objects never cross to another context's queue.
 //
 // Merging. A context with automaticallyMergesChangesFromParent merges every did-save of another
 // context of its coordinator, on its own queue: objects it has for updated rows are refreshed
@@ -189,6 +188,10 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     void clearChangeState(ManagedObject& object);
     void post(const char* name, std::map<std::string, std::any> userInfo);
     void compactChangeLists();
+    static constexpr std::uint8_t kPendingInsert = 1;
+    static constexpr std::uint8_t kPendingUpdate = 2;
+    static constexpr std::uint8_t kPendingDelete = 4;
+    void markPending(ManagedObject& object, std::uint8_t change);
 
     ConcurrencyType concurrencyType_;
     std::shared_ptr<ContextQueue> queue_;
@@ -199,15 +202,16 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     ObservationToken saveObservation_;
 
     std::unordered_map<ManagedObjectID, std::weak_ptr<ManagedObject>> registered_;
+    // Inserted, unsaved objects by the number of their temporary ID (held by inserted_).
+    std::unordered_map<std::int64_t, ManagedObject*> temporary_;
     // Changes since the last save, in the order they were made (entries whose object no longer
     // has that state are skipped and dropped lazily).
     std::vector<std::shared_ptr<ManagedObject>> inserted_;
     std::vector<std::shared_ptr<ManagedObject>> updated_;
     std::vector<std::shared_ptr<ManagedObject>> deleted_;
     // Changes since the last objects-did-change notification.
-    ObjectSet pendingInserted_;
-    ObjectSet pendingUpdated_;
-    ObjectSet pendingDeleted_;
+    // (Each object's pending_ bits say which; an object is listed once while it has any.)
+    std::vector<std::shared_ptr<ManagedObject>> pending_;
 };
 
 }  // namespace dovrel::store

@@ -62,9 +62,21 @@ class ManagedObjectID {
 template <>
 struct std::hash<dovrel::store::ManagedObjectID> {
     std::size_t operator()(const dovrel::store::ManagedObjectID& id) const noexcept {
-        std::size_t h = std::hash<std::int64_t>()(id.primaryKey());
-        h ^= std::hash<const void*>()(&id.entity()) + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2);
-        h ^= std::size_t(id.storeUUID()[0]) | (std::size_t(id.storeUUID()[1]) << 8);
-        return h ^ (id.isTemporaryID() ? 0x5bd1e995 : 0);
+        // splitmix64 finaliser over the key, the entity and the store, so that sequential keys
+        // spread over the buckets.
+        auto mix = [](std::uint64_t x) {
+            x += 0x9e3779b97f4a7c15ULL;
+            x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ULL;
+            x = (x ^ (x >> 27)) * 0x94d049bb133111ebULL;
+            return x ^ (x >> 31);
+        };
+        std::uint64_t store = 0;
+        for (std::size_t i = 0; i < 8; ++i) {
+            store = store << 8 | id.storeUUID()[i];
+        }
+        std::uint64_t h = mix(static_cast<std::uint64_t>(id.primaryKey()) ^
+                              (id.isTemporaryID() ? 0x8000000000000000ULL : 0));
+        h = mix(h ^ reinterpret_cast<std::uintptr_t>(&id.entity()) ^ store);
+        return static_cast<std::size_t>(h);
     }
 };

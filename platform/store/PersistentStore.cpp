@@ -554,6 +554,12 @@ void PersistentStore::bindRow(SQLiteDatabase::Statement& statement, int first,
 }
 
 void PersistentStore::insertRow(const EntityDescription& entity, const StoredRow& row) {
+    insertRow(entity, row.primaryKey, row.version, row.attributes, row.toOne);
+}
+
+void PersistentStore::insertRow(const EntityDescription& entity, std::int64_t primaryKey,
+                                std::int64_t version, const std::vector<Value>& attributes,
+                                const std::vector<std::optional<std::int64_t>>& toOne) {
     std::lock_guard lock(mutex_);
     auto& prepared = insertStatements_[&entity];
     if (!prepared) {
@@ -568,25 +574,27 @@ void PersistentStore::insertRow(const EntityDescription& entity, const StoredRow
     }
     auto& statement = *prepared;
     statement.reset();
-    statement.bindInteger(1, row.primaryKey);
-    statement.bindInteger(2, row.version);
+    statement.bindInteger(1, primaryKey);
+    statement.bindInteger(2, version);
     int index = 3;
     for (std::size_t i = 0; i < entity.attributes().size(); ++i) {
         const auto& attribute = entity.attributes()[i];
         if (attribute.attributeType == AttributeType::transformableAttributeType) {
-            statement.bind(index++, storedForm(attribute, row.attributes[i]));
+            statement.bind(index++, storedForm(attribute, attributes[i]));
         } else {
-            statement.bind(index++, row.attributes[i]);
+            // The values outlive the step below, so SQLite need not copy them.
+            statement.bind(index++, attributes[i], false);
         }
     }
     for (std::size_t slot = 0; slot < entity.toOneCount(); ++slot) {
-        if (row.toOne[slot]) {
-            statement.bindInteger(index++, *row.toOne[slot]);
+        if (toOne[slot]) {
+            statement.bindInteger(index++, *toOne[slot]);
         } else {
             statement.bindNull(index++);
         }
     }
     statement.run();
+    statement.reset();
 }
 
 void PersistentStore::updateRow(const EntityDescription& entity, const StoredRow& row,

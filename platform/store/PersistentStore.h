@@ -98,6 +98,9 @@ class PersistentStore {
     std::optional<std::int64_t> rowVersion(const EntityDescription& entity,
                                            std::int64_t primaryKey);
     void insertRow(const EntityDescription& entity, const StoredRow& row);
+    void insertRow(const EntityDescription& entity, std::int64_t primaryKey, std::int64_t version,
+                   const std::vector<Value>& attributes,
+                   const std::vector<std::optional<std::int64_t>>& toOne);
     // Writes the listed attributes and to-one slots of `row` and raises the version to
     // `row.version`.
     void updateRow(const EntityDescription& entity, const StoredRow& row,

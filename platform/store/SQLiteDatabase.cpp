@@ -63,8 +63,9 @@ SQLiteDatabase::Statement& SQLiteDatabase::cached(const std::string& sql) {
     return *cache_.back().second;
 }
 
-void SQLiteDatabase::Statement::bind(int index, const Value& value) {
+void SQLiteDatabase::Statement::bind(int index, const Value& value, bool copy) {
     sqlite3_stmt* s = statement_.get();
+    const auto destructor = copy ? SQLITE_TRANSIENT : SQLITE_STATIC;
     int code = SQLITE_OK;
     switch (value.kind()) {
         case Value::Kind::null:
@@ -81,8 +82,7 @@ void SQLiteDatabase::Statement::bind(int index, const Value& value) {
             break;
         case Value::Kind::string: {
             const auto& text = std::get<std::string>(value.storage());
-            code = sqlite3_bind_text64(s, index, text.data(), text.size(), SQLITE_TRANSIENT,
-                                       SQLITE_UTF8);
+            code = sqlite3_bind_text64(s, index, text.data(), text.size(), destructor, SQLITE_UTF8);
             break;
         }
         case Value::Kind::date:
@@ -91,9 +91,9 @@ void SQLiteDatabase::Statement::bind(int index, const Value& value) {
         case Value::Kind::data: {
             const auto& bytes = std::get<Data>(value.storage());
             // A zero-length blob must stay a blob, not become NULL.
-            code = bytes.empty() ? sqlite3_bind_zeroblob(s, index, 0)
-                                 : sqlite3_bind_blob64(s, index, bytes.data(), bytes.size(),
-                                                       SQLITE_TRANSIENT);
+            code = bytes.empty()
+                       ? sqlite3_bind_zeroblob(s, index, 0)
+                       : sqlite3_bind_blob64(s, index, bytes.data(), bytes.size(), destructor);
             break;
         }
         case Value::Kind::object:

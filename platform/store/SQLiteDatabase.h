@@ -45,7 +45,9 @@ class SQLiteDatabase {
         Statement(Statement&&) noexcept = default;
         Statement& operator=(Statement&&) noexcept = default;
 
-        void bind(int index, const Value& value);  // 1-based; objects must be transformed first
+        // 1-based; objects must be transformed first. Without `copy`, text and blobs must stay
+        // unchanged until the statement is reset.
+        void bind(int index, const Value& value, bool copy = true);
         void bindNull(int index);
         void bindInteger(int index, std::int64_t value);
         void bindText(int index, std::string_view text);
