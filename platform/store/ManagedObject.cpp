@@ -89,7 +89,17 @@ Value ManagedObject::value(std::string_view key) const {
     checkQueue();
     auto index = entity().attributeIndex(key);
     if (!index) {
-        fatalError("Entity " + entity_->name() + " has no attribute \"" + std::string(key) + "\"");
+        const RelationshipDescription* relationship = entity_->relationship(key);
+        if (relationship == nullptr) {
+            fatalError("Entity " + entity_->name() + " has no attribute \"" + std::string(key) +
+                       "\"");
+        }
+        if (relationship->isToMany) {
+            auto members = objects(key);
+            return Value::object(ObjectSet(members.begin(), members.end()));
+        }
+        auto destination = object(key);
+        return destination ? Value::object(std::move(destination)) : Value();
     }
     fulfill();
     return values_[*index];
@@ -98,6 +108,10 @@ Value ManagedObject::value(std::string_view key) const {
 void ManagedObject::setValue(Value value, std::string_view key) {
     checkQueue();
     auto index = entity().attributeIndex(key);
+    if (!index && entity().relationship(key) != nullptr) {
+        setRelationshipValue(value, *entity_->relationship(key));
+        return;
+    }
     if (!index) {
         fatalError("Entity " + entity_->name() + " has no attribute \"" + std::string(key) + "\"");
     }
@@ -117,6 +131,36 @@ void ManagedObject::setValue(Value value, std::string_view key) {
     values_[*index] = std::move(value);
     if (!changedAttributes_.empty()) {
         changedAttributes_[*index] = true;
+    }
+}
+
+void ManagedObject::setRelationshipValue(const Value& value,
+                                         const RelationshipDescription& relationship) {
+    if (!relationship.isToMany) {
+        if (value.isNull()) {
+            setObject(nullptr, relationship.name);
+            return;
+        }
+        auto destination = value.objectAs<std::shared_ptr<ManagedObject>>();
+        if (!destination) {
+            fatalError("The relationship \"" + relationship.name +
+                       "\" takes a managed object, not " + kindName(value.kind()));
+        }
+        setObject(*destination, relationship.name);
+        return;
+    }
+    auto members = value.objectAs<ObjectSet>();
+    if (!members) {
+        fatalError("The relationship \"" + relationship.name + "\" takes a set of objects, not " +
+                   kindName(value.kind()));
+    }
+    for (const auto& member : objects(relationship.name)) {
+        if (!members->contains(member)) {
+            removeObject(member, relationship.name);
+        }
+    }
+    for (const auto& member : *members) {
+        addObject(member, relationship.name);
     }
 }
 

@@ -15,8 +15,12 @@
 
 namespace dovrel::store {
 
+class ManagedObject;
 class ManagedObjectContext;
 class PersistentStore;
+
+// The objects of a change notification, and the members of a to-many relationship read by key.
+using ObjectSet = std::unordered_set<std::shared_ptr<ManagedObject>>;
 
 // One object of the graph: an instance of an entity, registered in one context. Subclasses add
 // typed accessors built on value() and setValue() (see EntityDescription::setManagedObjectClass).
@@ -46,10 +50,20 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     // The owning context, or null.
     ManagedObjectContext* managedObjectContext() const noexcept { return context_; }
 
-    // The value of an attribute. An unknown key stops the process.
+    // The value of an attribute or relationship, for code that works by key (merges,
+    // predicates, migration policies):
+    //  - an attribute gives its value;
+    //  - a to-one relationship gives its destination as an object Value holding a
+    //    std::shared_ptr<ManagedObject> (value.objectAs<std::shared_ptr<ManagedObject>>()), or the
+    //    null Value when it is empty;
+    //  - a to-many relationship gives its members as an object Value holding an ObjectSet
+    //    (value.objectAs<ObjectSet>()), empty or not.
+    // Following a relationship needs the object's context. An unknown key stops the process.
     Value value(std::string_view key) const;
-    // Changes an attribute. A value of the wrong type (an integer for a double attribute is
-    // accepted and converted) or an unknown key stops the process.
+    // Changes an attribute, or a relationship given the way value() gives it (a null Value or a
+    // std::shared_ptr<ManagedObject> for a to-one key, an ObjectSet for a to-many key, whose
+    // members then become exactly the set). A value of the wrong type (an integer for a double
+    // attribute is accepted and converted) or an unknown key stops the process.
     void setValue(Value value, std::string_view key);
 
     // The destination of a to-one relationship, or null.
@@ -86,6 +100,7 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     void checkQueue() const;
     void fulfill() const;
     const RelationshipDescription& relationshipNamed(std::string_view key, bool toMany) const;
+    void setRelationshipValue(const Value& value, const RelationshipDescription& relationship);
 
     const EntityDescription* entity_ = nullptr;
     ManagedObjectContext* context_ = nullptr;
@@ -111,8 +126,6 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     std::vector<bool> changedToOne_;
 };
 
-// The objects of a change notification.
-using ObjectSet = std::unordered_set<std::shared_ptr<ManagedObject>>;
 // The object IDs of a did-save notification.
 using ObjectIDSet = std::unordered_set<ManagedObjectID>;
 

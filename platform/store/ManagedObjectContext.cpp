@@ -26,6 +26,15 @@ ManagedObjectContext::ManagedObjectContext(ConcurrencyType concurrencyType)
                  ? ContextQueue::main()
                  : ContextQueue::makeSerial("dovrel.store.ManagedObjectContext")) {}
 
+std::shared_ptr<ManagedObjectContext> ManagedObjectContext::makeSharingQueue(
+    const ManagedObjectContext& other) {
+    auto context =
+        std::make_shared<ManagedObjectContext>(ConcurrencyType::mainQueueConcurrencyType);
+    context->concurrencyType_ = other.concurrencyType_;
+    context->queue_ = other.queue_;
+    return context;
+}
+
 ManagedObjectContext::~ManagedObjectContext() {
     saveObservation_.reset();
     for (auto& [id, weak] : registered_) {
@@ -212,14 +221,14 @@ void ManagedObjectContext::applyRow(ManagedObject& object, StoredRow& row, bool 
 
 std::shared_ptr<PersistentStore> ManagedObjectContext::storeFor(const ManagedObject& object) const {
     if (object.id_.isTemporaryID()) {
-        if (object.assignedStore_ != nullptr) {
-            for (auto& store : coordinator_->persistentStores()) {
-                if (store.get() == object.assignedStore_) {
-                    return store;
-                }
-            }
-        }
         auto stores = coordinator_->persistentStores();
+        if (object.assignedStore_ != nullptr) {
+            // An assigned store that has been removed holds nothing, and takes nothing.
+            auto found = std::find_if(stores.begin(), stores.end(), [&](const auto& store) {
+                return store.get() == object.assignedStore_;
+            });
+            return found != stores.end() ? *found : nullptr;
+        }
         return stores.empty() ? nullptr : stores.front();
     }
     return coordinator_->persistentStore(object.id_.storeUUID());
@@ -401,6 +410,19 @@ void ManagedObjectContext::loadToMany(ManagedObject& owner,
         }
     }
     owner.toMany_[relationship.slot] = std::move(members);
+}
+
+void ManagedObjectContext::assign(const std::shared_ptr<ManagedObject>& object,
+                                  const std::shared_ptr<PersistentStore>& store) {
+    checkQueue("assign");
+    if (!object || object->context_ != this || !object->inserted_) {
+        fatalError("Only an unsaved object inserted into this context can be assigned to a store");
+    }
+    const auto stores = coordinator_->persistentStores();
+    if (!store || std::find(stores.begin(), stores.end(), store) == stores.end()) {
+        fatalError("Can't assign an object to a store that is not in the coordinator");
+    }
+    object->assignedStore_ = store.get();
 }
 
 void ManagedObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& object) {
@@ -784,17 +806,25 @@ void ManagedObjectContext::save() {
         }
         return &target->stagedID_;
     };
-    auto resolve = [&](const std::optional<ManagedObjectID>& id) -> std::optional<std::int64_t> {
+    // The primary key a relationship to `id` is stored as in the store `storeUUID`; a row only
+    // refers to rows of its own store.
+    auto resolve = [&](const std::optional<ManagedObjectID>& id,
+                       const StoreUUID& storeUUID) -> std::optional<std::int64_t> {
         if (!id) {
             return std::nullopt;
         }
-        if (!id->isTemporaryID()) {
-            return id->primaryKey();
-        }
-        const ManagedObjectID* permanent = stagedFor(*id);
+        const ManagedObjectID* permanent = id->isTemporaryID() ? stagedFor(*id) : &*id;
         if (permanent == nullptr) {
+            auto target = registered(*id);
+            throw StoreError::make(
+                StoreError::kPersistentStoreSaveError,
+                target && target->inserted_
+                    ? "A relationship joins objects of different stores"
+                    : "A relationship refers to an object that is not being saved");
+        }
+        if (permanent->storeUUID() != storeUUID) {
             throw StoreError::make(StoreError::kPersistentStoreSaveError,
-                                   "A relationship refers to an object that is not being saved");
+                                   "A relationship joins objects of different stores");
         }
         return permanent->primaryKey();
     };
@@ -811,7 +841,9 @@ void ManagedObjectContext::save() {
                                                                              : storeFor(*object);
         if (!store) {
             throw StoreError::make(StoreError::kPersistentStoreSaveError,
-                                   "The coordinator has no store for new objects");
+                                   object->assignedStore_ != nullptr
+                                       ? "A new object is assigned to a store that was removed"
+                                       : "The coordinator has no store for new objects");
         }
         stores[store.get()] = store;
         inserts[store.get()].push_back(object);
@@ -849,7 +881,7 @@ void ManagedObjectContext::save() {
                 for (const auto& object : inserts[raw]) {
                     toOne.resize(object->toOne_.size());
                     for (std::size_t slot = 0; slot < object->toOne_.size(); ++slot) {
-                        toOne[slot] = resolve(object->toOne_[slot]);
+                        toOne[slot] = resolve(object->toOne_[slot], store->uuid());
                     }
                     store->insertRow(*object->entity_, object->stagedID_.primaryKey(), 1,
                                      object->values_, toOne);
@@ -888,7 +920,7 @@ void ManagedObjectContext::save() {
                     updated.attributes = object->values_;
                     updated.toOne.resize(object->toOne_.size());
                     for (std::size_t slot : slots) {
-                        updated.toOne[slot] = resolve(object->toOne_[slot]);
+                        updated.toOne[slot] = resolve(object->toOne_[slot], store->uuid());
                     }
                     store->updateRow(*object->entity_, updated, attributes, slots);
                     staged.push_back({object, updated.version, conflicted});

@@ -65,6 +65,10 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     static constexpr const char* kDeletedObjectIDsKey = "deleted_objectIDs";
 
     explicit ManagedObjectContext(ConcurrencyType concurrencyType);
+    // A context of the same kind that shares the queue of `other`, so that objects of both can be
+    // used together in one closure (as a migration reads one store and writes another).
+    static std::shared_ptr<ManagedObjectContext> makeSharingQueue(
+        const ManagedObjectContext& other);
     ManagedObjectContext(const ManagedObjectContext&) = delete;
     ManagedObjectContext& operator=(const ManagedObjectContext&) = delete;
     ~ManagedObjectContext();
@@ -100,6 +104,13 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
         }
         return typed;
     }
+
+    // Makes an inserted, unsaved object of this context go to `store` (one of the coordinator's)
+    // when it is first saved, instead of the coordinator's first store. An object that is not an
+    // unsaved insertion of this context, or a store the coordinator does not have, stops the
+    // process. A store removed before the save makes the save fail.
+    void assign(const std::shared_ptr<ManagedObject>& object,
+                const std::shared_ptr<PersistentStore>& store);
 
     // Marks an object of this context deleted (an unsaved one simply disappears) and applies the
     // delete rules of its relationships: nullify and cascade at once, deny at the next save.

@@ -12,6 +12,14 @@ PersistentContainer::PersistentContainer(std::string name,
     descriptions_.emplace_back(defaultDirectoryURL() / (name_ + ".sqlite"));
 }
 
+PersistentContainer::PersistentContainer(std::string name,
+                                         std::shared_ptr<const MigrationPlan> plan)
+    : name_(std::move(name)),
+      model_(plan ? plan->currentModel() : nullptr),
+      coordinator_(std::make_shared<PersistentStoreCoordinator>(std::move(plan))) {
+    descriptions_.emplace_back(defaultDirectoryURL() / (name_ + ".sqlite"));
+}
+
 std::filesystem::path PersistentContainer::defaultDirectoryURL() {
     if (const char* data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data != '\0') {
         return std::filesystem::path(data) / "dovrel";

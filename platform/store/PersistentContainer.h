@@ -10,6 +10,7 @@
 #include "platform/foundation/Error.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/ManagedObjectModel.h"
+#include "platform/store/MigrationPlan.h"
 #include "platform/store/PersistentStoreCoordinator.h"
 #include "platform/store/PersistentStoreDescription.h"
 
@@ -21,6 +22,10 @@ class PersistentContainer {
   public:
     // A container whose one description names <defaultDirectoryURL()>/<name>.sqlite.
     PersistentContainer(std::string name, std::shared_ptr<const ManagedObjectModel> model);
+    // The same for the plan's current model; stores of older versions of the plan are migrated
+    // when they load (see PersistentStoreCoordinator), and a failed migration reaches the load
+    // handler as the store's error.
+    PersistentContainer(std::string name, std::shared_ptr<const MigrationPlan> plan);
 
     // $XDG_DATA_HOME (or ~/.local/share) followed by "dovrel".
     static std::filesystem::path defaultDirectoryURL();

@@ -258,10 +258,12 @@ void PersistentStore::validateSchema() {
     }
 }
 
-void PersistentStore::readMetadata() {
-    std::lock_guard lock(mutex_);
-    metadata_.clear();
-    auto statement = database_->prepare("SELECT Z_KEY, Z_TYPE, Z_VALUE FROM Z_METADATA");
+namespace {
+
+// The rows of Z_METADATA, each value stored with the Value::Kind it had.
+std::map<std::string, Value> readMetadataTable(SQLiteDatabase& database) {
+    std::map<std::string, Value> metadata;
+    auto statement = database.prepare("SELECT Z_KEY, Z_TYPE, Z_VALUE FROM Z_METADATA");
     while (statement.step()) {
         Value value;
         switch (static_cast<Value::Kind>(statement.integer(1))) {
@@ -286,8 +288,44 @@ void PersistentStore::readMetadata() {
             default:
                 break;
         }
-        metadata_[statement.text(0)] = std::move(value);
+        metadata[statement.text(0)] = std::move(value);
     }
+    return metadata;
+}
+
+}  // namespace
+
+std::map<std::string, Value> PersistentStore::metadataOfStore(const std::filesystem::path& url) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(url, error)) {
+        throw StoreError::make(StoreError::kPersistentStoreOpenError,
+                               "There is no store at " + url.string());
+    }
+    try {
+        SQLiteDatabase database(url, false);
+        auto table = database.prepare(
+            "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'Z_METADATA'");
+        table.step();
+        if (table.integer(0) == 0) {
+            throw StoreError::make(StoreError::kPersistentStoreIncompatibleSchemaError,
+                                   "The file " + url.string() + " holds no store");
+        }
+        return readMetadataTable(database);
+    } catch (const Error& failure) {
+        if (failure.domain() == StoreError::kDomain) {
+            throw;
+        }
+        throw wrap(failure.domain() == "SQLite" &&
+                           (failure.code() == SQLITE_NOTADB || failure.code() == SQLITE_CORRUPT)
+                       ? StoreError::kFileReadCorruptFileError
+                       : StoreError::kPersistentStoreOpenError,
+                   "The metadata of " + url.string() + " could not be read", failure);
+    }
+}
+
+void PersistentStore::readMetadata() {
+    std::lock_guard lock(mutex_);
+    metadata_ = readMetadataTable(*database_);
     auto uuid = metadata_.find(kStoreUUIDKey);
     if (uuid == metadata_.end() || !uuid->second.string() ||
         !parseUUID(*uuid->second.string(), uuid_)) {

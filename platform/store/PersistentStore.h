@@ -64,8 +64,13 @@ class PersistentStore {
     // The metadata kept in the file (including kStoreUUIDKey and kModelVersionIdentifierKey).
     std::map<std::string, Value> metadata() const;
     // Replaces the application's metadata (the two keys above are kept as they are) and writes
-    // it to the file at once. Throws StoreError when the write fails.
+    // it to the file at once, in a transaction of its own (or in the write transaction under
+    // way). Values must be plain (not objects). Throws StoreError when the write fails.
     void setMetadata(const std::map<std::string, Value>& metadata);
+
+    // The metadata of the store file at `url`, read without loading the store (the file is not
+    // changed). Throws StoreError when there is no file or it holds no store.
+    static std::map<std::string, Value> metadataOfStore(const std::filesystem::path& url);
 
     // How many rows SQLite has returned for this store so far (for tests of lazy loading).
     std::uint64_t rowsRead() const noexcept { return database_->rowsRead(); }

@@ -20,6 +20,14 @@ struct StoreError {
     static constexpr std::int64_t kPersistentStoreSaveError = 134030;
     static constexpr std::int64_t kPersistentStoreOpenError = 134080;
     static constexpr std::int64_t kPersistentStoreIncompatibleVersionHashError = 134100;
+    // A migration failed: a policy threw, or the new file could not be written or put in place.
+    static constexpr std::int64_t kMigrationError = 134110;
+    // The store was made by a model version the coordinator does not know.
+    static constexpr std::int64_t kMigrationMissingSourceModelError = 134130;
+    // The store's model version is known, but no chain of mapping models leads to the current one.
+    static constexpr std::int64_t kMigrationMissingMappingModelError = 134140;
+    // A custom entity migration policy threw.
+    static constexpr std::int64_t kEntityMigrationPolicyError = 134170;
     static constexpr std::int64_t kFileReadCorruptFileError = 259;
     static constexpr std::int64_t kFileWriteNoPermissionError = 513;
 
