@@ -860,6 +860,29 @@ void ManagedObjectContext::save() {
             deletes[store.get()].push_back(object);
         }
     }
+    if (allStores.size() > 1) {
+        // A row refers only to rows of its own store; checked before any store is written.
+        auto storeOf = [&](const ManagedObjectID& id) -> PersistentStore* {
+            if (!id.isTemporaryID()) {
+                return coordinator_->persistentStore(id.storeUUID()).get();
+            }
+            auto target = registered(id);
+            return target ? storeFor(*target).get() : nullptr;
+        };
+        for (const auto* changes : {&inserts, &updates}) {
+            for (const auto& [raw, objects] : *changes) {
+                for (const auto& object : objects) {
+                    for (const auto& id : object->toOne_) {
+                        if (id && storeOf(*id) != raw) {
+                            throw StoreError::make(
+                                StoreError::kPersistentStoreSaveError,
+                                "A relationship joins objects of different stores");
+                        }
+                    }
+                }
+            }
+        }
+    }
 
     try {
         for (auto& [raw, store] : stores) {
