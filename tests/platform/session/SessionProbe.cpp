@@ -10,8 +10,16 @@
 //   listen COUNT                    prints "listening", then one line per received reload
 //                                   ("ReloadTimelines KIND" or "ReloadAllTimelines"); exits 0
 //                                   after COUNT of them, or 3 when none came for 20 seconds
+//   settings-install-date           reads the settings service's first install date; prints
+//                                   its seconds since the reference date, or "none"
+//   settings-launch [SECONDS]       one application launch (handleAppLaunch), at the given
+//                                   instant when there is one; prints "first=<0|1>
+//                                   launches=<count> new-days=<count>"
 // The widget logger writes to standard error.
 
+#include "DovrelFoundation/Services/Settings/ApplicationSettingsService.h"
+#include "DovrelFoundation/Services/Settings/StaticRemoteConfigService.h"
+#include "platform/foundation/Clock.h"
 #include "platform/foundation/Keychain.h"
 #include "platform/foundation/Logging.h"
 #include "platform/widgets/WidgetCenter.h"
@@ -21,7 +29,9 @@
 #include <condition_variable>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,6 +69,11 @@ int listen(int count) {
         seen = received;
     }
     return 0;
+}
+
+dovrel::ApplicationSettingsService makeSettingsService() {
+    return dovrel::ApplicationSettingsService(
+        dovrel::StaticRemoteConfigService::makeServiceWithDefaultValues(), nullptr);
 }
 
 }  // namespace
@@ -102,6 +117,28 @@ int main(int argc, char** argv) {
         }
         if (command == "listen" && arguments.size() == 2) {
             return listen(std::stoi(arguments[1]));
+        }
+        if (command == "settings-install-date" && arguments.size() == 1) {
+            auto service = makeSettingsService();
+            if (const auto date = service.firstAppInstallDate()) {
+                std::printf("%.3f\n", date->timeIntervalSinceReferenceDate());
+            } else {
+                std::printf("none\n");
+            }
+            return 0;
+        }
+        if (command == "settings-launch" && arguments.size() <= 2) {
+            std::optional<dovrel::ScopedClockOverride> pinned;
+            if (arguments.size() == 2) {
+                pinned.emplace(dovrel::Date(std::stod(arguments[1])));
+            }
+            auto service = makeSettingsService();
+            service.handleAppLaunch();
+            std::printf("first=%d launches=%lld new-days=%lld\n",
+                        service.isFirstAppLaunch() ? 1 : 0,
+                        static_cast<long long>(service.numberOfAppLaunches()),
+                        static_cast<long long>(service.numberOfNewDayAppLaunches()));
+            return 0;
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "dovrel_session_probe: %s\n", error.what());
