@@ -50,6 +50,12 @@ struct RelationshipMapping {
 // An empty destinationEntityName drops the source instances; an empty sourceEntityName makes
 // nothing (the destination entity starts empty).
 struct EntityMapping {
+    EntityMapping() = default;
+    EntityMapping(std::string name, std::string sourceEntityName, std::string destinationEntityName)
+        : name(std::move(name)),
+          sourceEntityName(std::move(sourceEntityName)),
+          destinationEntityName(std::move(destinationEntityName)) {}
+
     std::string name;
     std::string sourceEntityName;
     std::string destinationEntityName;
