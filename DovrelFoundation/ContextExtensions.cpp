@@ -1,0 +1,73 @@
+#include "DovrelFoundation/ContextExtensions.h"
+
+#include <utility>
+#include <vector>
+
+#include "DovrelFoundation/Habit.h"
+
+namespace dovrel {
+
+void performChanges(store::ManagedObjectContext& context,
+                    std::function<void(store::ManagedObjectContext&)> changes,
+                    std::function<void()> onSave, std::function<void(const Error&)> onRollback) {
+    // perform() keeps the context alive until the closure has run.
+    store::ManagedObjectContext* target = &context;
+    context.perform([target, changes = std::move(changes), onSave = std::move(onSave),
+                     onRollback = std::move(onRollback)] {
+        if (changes) {
+            changes(*target);
+        }
+        std::optional<Error> failure;
+        try {
+            target->save();
+        } catch (const Error& error) {
+            failure = error;
+        }
+        if (!failure) {
+            if (onSave) {
+                onSave();
+            }
+            return;
+        }
+        target->rollback();
+        if (onRollback) {
+            onRollback(*failure);
+        }
+    });
+}
+
+std::int64_t numberOfHabits(store::ManagedObjectContext& context) {
+    try {
+        return context.count(Habit::fetchRequest());
+    } catch (const Error&) {
+        return 0;
+    }
+}
+
+std::optional<Date> earliestHabitCreationDate(store::ManagedObjectContext& context) {
+    std::vector<std::shared_ptr<store::ManagedObject>> objects;
+    try {
+        const store::FetchRequestBase& request = Habit::fetchRequest();
+        objects = context.fetch(request);
+    } catch (const Error&) {
+        return std::nullopt;
+    }
+    std::optional<Date> earliest;
+    for (const auto& object : objects) {
+        const auto* habit = dynamic_cast<const Habit*>(object.get());
+        if (habit == nullptr) {
+            return std::nullopt;
+        }
+        const auto date = habit->creationDate();
+        if (!date) {
+            continue;
+        }
+        // Only a strictly earlier date replaces the running minimum.
+        if (!earliest || *date < *earliest) {
+            earliest = date;
+        }
+    }
+    return earliest;
+}
+
+}  // namespace dovrel
