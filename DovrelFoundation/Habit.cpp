@@ -147,6 +147,7 @@ std::vector<std::shared_ptr<Performing>> Habit::loadedPerforming() const {
         context->fetch(
             Performing::fetchRequest(store::Key("habit") == objectID(), false, std::nullopt));
     }
+    loadedMembers_ = members;
     return members;
 }
 

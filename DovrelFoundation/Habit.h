@@ -145,6 +145,10 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
     std::vector<std::shared_ptr<Performing>> loadedPerforming() const;
     // Refreshes both caches from every checkmark; does nothing without a repeat interval.
     void updateCachedProgress();
+
+    // The checkmarks as last loaded, held so that they stay in the context with their values
+    // (the context itself holds its objects weakly) and the next query reads nothing.
+    mutable std::vector<std::shared_ptr<Performing>> loadedMembers_;
 };
 
 }  // namespace dovrel

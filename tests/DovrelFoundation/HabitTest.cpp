@@ -459,8 +459,17 @@ TEST_F(HabitTest, AToggledHabitReadFromTheStoreLoadsItsCheckmarksInOneFetch) {
     }
     store.context().save();
     store.reopen();
-    habit = store.context().fetch(Habit::fetchRequest()).front();
+    habit = store.context().fetch(Habit::fetchRequest(std::nullopt, false, std::nullopt)).front();
+    EXPECT_TRUE(habit->hasPerformings(newYork(2023, 1, 5)));
+    // Once read, the checkmarks stay with the habit: later queries and the toggle read nothing.
+    const auto afterFirstQuery = store.store()->rowsRead();
+    for (int day = 1; day <= 28; ++day) {
+        EXPECT_TRUE(habit->hasPerformings(newYork(2023, 2, static_cast<unsigned>(day))));
+    }
+    EXPECT_EQ(store.store()->rowsRead(), afterFirstQuery);
+
     habit->toggleCheckmark(newYork(2023, 1, 1, 20, 0));
+    EXPECT_EQ(store.store()->rowsRead(), afterFirstQuery);
     EXPECT_EQ(habit->performingDates().size(), 299u);
     for (const auto& performing : habit->performing()) {
         EXPECT_FALSE(performing->isFault());
