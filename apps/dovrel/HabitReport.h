@@ -31,7 +31,6 @@ struct HabitReport {
     std::vector<Date> lastFivePerformingDates;  // ascending
     // Every checkmark date, ascending; only filled when the report asks for it (show).
     std::optional<std::vector<Date>> checkmarks;
-    std::optional<Date> nextReminder;
 };
 
 }  // namespace dovrel::cli

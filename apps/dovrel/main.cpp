@@ -1,4 +1,4 @@
-// dovrel: the command-line face of Dovrel.
+// dovrel: the command-line face of Dovrel, the application itself on its default store.
 //
 // Exit status: 0 on success, 1 on failure, 2 on a usage error. Errors go to standard error.
 // Colours only on a terminal, never with NO_COLOR. Texts follow the user's locale (LANG).
@@ -7,37 +7,30 @@
 #include <clocale>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "DovrelFoundation/ColorExtensions.h"
 #include "DovrelFoundation/RepeatInterval.h"
-#include "DovrelFoundation/StringExtensions.h"
 #include "DovrelFoundation/Version.h"
+#include "apps/dovrel/Application.h"
+#include "apps/dovrel/ColorArgument.h"
+#include "apps/dovrel/CommandErrors.h"
+#include "apps/dovrel/Commands.h"
 #include "apps/dovrel/Terminal.h"
+#include "apps/dovrel/Texts.h"
+#include "apps/dovrel/When.h"
+#include "platform/foundation/Region.h"
 
 namespace {
 
 using dovrel::Color;
 using dovrel::cli::Terminal;
-
-// The habit palette in its stored order, with the asset names that people know it by.
-std::vector<std::pair<std::string, Color>> namedPalette() {
-    static const char* const kNames[] = {"banana",  "grape", "sky",        "barbie",   "salmon",
-                                         "apricot", "pear",  "aquamarine", "blueberry"};
-    const auto& palette = dovrel::habitPalette();
-    std::vector<std::pair<std::string, Color>> named;
-    for (std::size_t index = 0; index < palette.size(); ++index) {
-        named.emplace_back(kNames[index], palette[index]);
-    }
-    return named;
-}
+using dovrel::cli::text;
 
 void printPalette(const Terminal& terminal) {
-    std::cout << dovrel::localized("Cli.Palette.Title") << "\n";
+    std::cout << text("Cli.Palette.Title") << "\n";
     std::size_t index = 0;
-    for (const auto& [name, color] : namedPalette()) {
+    for (const auto& [name, color] : dovrel::cli::namedPalette()) {
         const Color dark = color.resolved(dovrel::UserInterfaceStyle::dark);
         std::string line = "  " + std::to_string(index++) + "  ";
         if (terminal.colorsEnabled()) {
@@ -54,6 +47,71 @@ void printInterval(std::int64_t times, std::int64_t days) {
     std::cout << interval.name() << " (" << interval.analyticsDescription() << ")\n";
 }
 
+// The raw words of the options that add and edit share.
+struct HabitOptions {
+    std::optional<std::string> name;
+    std::optional<std::string> question;
+    std::optional<std::string> color;
+    std::optional<std::int64_t> times;
+    std::optional<std::int64_t> days;
+    std::optional<std::string> remind;
+    bool noRemind = false;
+};
+
+void addHabitOptions(CLI::App& command, HabitOptions& options) {
+    command.add_option("--question", options.question, text("Cli.Help.Option.Question"));
+    command.add_option("--color", options.color, text("Cli.Help.Option.Color"))
+        ->type_name("#RRGGBB|NAME");
+    command.add_option("--times", options.times, text("Cli.Help.Option.Times"))
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command.add_option("--days", options.days, text("Cli.Help.Option.Days"))
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command.add_option("--remind", options.remind, text("Cli.Help.Option.Remind"))
+        ->type_name("HH:MM");
+}
+
+// The edits that the options ask for; a UsageError for words that do not read.
+dovrel::cli::HabitEdits readEdits(const HabitOptions& options) {
+    dovrel::cli::HabitEdits edits;
+    if (options.name) {
+        if (options.name->empty()) {
+            throw dovrel::cli::UsageError(text("Cli.Error.EmptyName"));
+        }
+        edits.name = options.name;
+    }
+    edits.question = options.question;
+    if (options.color) {
+        edits.color = dovrel::cli::parseColorArgument(*options.color);
+        if (!edits.color) {
+            throw dovrel::cli::UsageError(text("Cli.Error.BadColor", {{"color", *options.color}}));
+        }
+    }
+    edits.times = options.times;
+    edits.days = options.days;
+    if (options.remind) {
+        edits.remindAt = dovrel::cli::parseTimeOfDay(*options.remind);
+        if (!edits.remindAt) {
+            throw dovrel::cli::UsageError(text("Cli.Error.BadTime", {{"time", *options.remind}}));
+        }
+    }
+    edits.remindOff = options.noRemind;
+    return edits;
+}
+
+std::optional<dovrel::Date> readWhen(const std::optional<std::string>& words) {
+    if (!words) {
+        return std::nullopt;
+    }
+    const auto date = dovrel::cli::parseWhen(*words, dovrel::Region::current());
+    if (!date) {
+        throw dovrel::cli::UsageError(
+            text("Cli.Error.BadWhen", {{"when", *words}, {"forms", dovrel::cli::kWhenForms}}));
+    }
+    return date;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -68,17 +126,68 @@ int main(int argc, char** argv) {
         std::setlocale(LC_MESSAGES, "en_US.UTF-8");
     }
 
-    CLI::App app{"dovrel: keep your habits"};
+    CLI::App app{text("Cli.Help.Description"), "dovrel"};
     app.require_subcommand(0, 1);
+    app.fallthrough();
     bool showVersion = false;
-    app.add_flag("--version", showVersion, "Print the version and exit");
+    std::optional<std::string> storePath;
+    bool debug = false;
+    app.add_flag("--version", showVersion, text("Cli.Help.Option.Version"));
+    app.add_option("--store", storePath, text("Cli.Help.Option.Store"))->type_name("PATH");
+    app.add_flag("--debug", debug, text("Cli.Help.Option.Debug"));
 
-    auto* version = app.add_subcommand("version", "Print the version");
-    auto* palette = app.add_subcommand("palette", "Show the habit colours, light and dark");
-    auto* interval = app.add_subcommand("interval", "Name a repeat interval: TIMES in DAYS days");
+    bool json = false;
+    std::string habit;
+    std::optional<std::string> at;
+    bool fromWidget = false;
+    HabitOptions habitOptions;
+    std::string file;
+    bool dryRun = false;
+
+    auto* list = app.add_subcommand("list", text("Cli.Help.List"));
+    list->add_flag("--json", json, text("Cli.Help.Option.Json"));
+
+    auto* add = app.add_subcommand("add", text("Cli.Help.Add"));
+    add->add_option("NAME", habitOptions.name, text("Cli.Help.Option.Name"))->required();
+    addHabitOptions(*add, habitOptions);
+
+    auto* check = app.add_subcommand("check", text("Cli.Help.Check"));
+    check->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
+    check->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
+    check->add_flag("--from-widget", fromWidget, text("Cli.Help.Option.FromWidget"));
+
+    auto* show = app.add_subcommand("show", text("Cli.Help.Show"));
+    show->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
+    show->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
+    show->add_flag("--json", json, text("Cli.Help.Option.Json"));
+
+    auto* edit = app.add_subcommand("edit", text("Cli.Help.Edit"));
+    edit->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
+    edit->add_option("--name", habitOptions.name, text("Cli.Help.Option.NewName"));
+    addHabitOptions(*edit, habitOptions);
+    edit->add_flag("--no-remind", habitOptions.noRemind, text("Cli.Help.Option.NoRemind"));
+
+    auto* remove = app.add_subcommand("delete", text("Cli.Help.Delete"));
+    remove->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
+
+    auto* reset = app.add_subcommand("reset", text("Cli.Help.Reset"));
+    reset->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
+
+    auto* backup = app.add_subcommand("backup", text("Cli.Help.Backup"));
+    backup->add_option("FILE", file, text("Cli.Help.Option.BackupFile"))->required();
+
+    auto* restore = app.add_subcommand("restore", text("Cli.Help.Restore"));
+    restore->add_option("FILE", file, text("Cli.Help.Option.BackupFile"))->required();
+    restore->add_flag("--dry-run", dryRun, text("Cli.Help.Option.DryRun"));
+
+    auto* settings = app.add_subcommand("settings", text("Cli.Help.Settings"));
+
+    auto* version = app.add_subcommand("version", text("Cli.Help.Version"));
+    auto* palette = app.add_subcommand("palette", text("Cli.Help.Palette"));
+    auto* interval = app.add_subcommand("interval", text("Cli.Help.Interval"));
     std::int64_t times = 1, days = 1;
-    interval->add_option("times", times, "Checkmarks wanted in one period")->required();
-    interval->add_option("days", days, "Length of the period in days")->required();
+    interval->add_option("times", times, text("Cli.Help.Option.Times"))->required();
+    interval->add_option("days", days, text("Cli.Help.Option.Days"))->required();
 
     try {
         app.parse(argc, argv);
@@ -91,18 +200,58 @@ int main(int argc, char** argv) {
         const Terminal terminal = Terminal::forStream(stdout);
         if (showVersion || version->parsed()) {
             std::cout << "dovrel " << dovrel::libraryVersion() << "\n";
-        } else if (palette->parsed()) {
-            printPalette(terminal);
-        } else if (interval->parsed()) {
-            printInterval(times, days);
-        } else {
-            std::cout << "dovrel " << dovrel::libraryVersion() << "\n\n";
-            printPalette(terminal);
-            std::cout << "\n" << dovrel::localized("Cli.Overview.Hint") << "\n";
+            return 0;
         }
+        if (palette->parsed()) {
+            printPalette(terminal);
+            return 0;
+        }
+        if (interval->parsed()) {
+            printInterval(times, days);
+            return 0;
+        }
+
+        // Everything the command needs from its words is read before the store is opened.
+        const auto when = readWhen(at);
+        const auto edits = readEdits(habitOptions);
+
+        dovrel::cli::Application::Options options;
+        if (storePath) {
+            options.storePath = *storePath;
+        }
+        options.debug = debug;
+        const dovrel::cli::Application application(options);
+
+        if (add->parsed()) {
+            dovrel::cli::addHabit(application, edits);
+        } else if (check->parsed()) {
+            dovrel::cli::checkHabit(application, habit, when, fromWidget);
+        } else if (show->parsed()) {
+            dovrel::cli::showHabit(application, terminal, habit, when, json);
+        } else if (edit->parsed()) {
+            dovrel::cli::editHabit(application, habit, edits);
+        } else if (remove->parsed()) {
+            dovrel::cli::deleteHabit(application, habit);
+        } else if (reset->parsed()) {
+            dovrel::cli::resetHabit(application, habit);
+        } else if (backup->parsed()) {
+            dovrel::cli::backupHabits(application, file);
+        } else if (restore->parsed()) {
+            dovrel::cli::restoreHabits(application, file, dryRun);
+        } else if (settings->parsed()) {
+            dovrel::cli::showSettings(application);
+        } else {
+            dovrel::cli::listHabits(application, terminal, json);
+        }
+    } catch (const dovrel::cli::UsageError& error) {
+        std::cout.flush();
+        std::cerr << "dovrel: " << error.what() << "\n" << text("Cli.Error.SeeHelp") << "\n";
+        return 2;
     } catch (const std::exception& error) {
+        std::cout.flush();
         std::cerr << "dovrel: " << error.what() << "\n";
         return 1;
     }
-    return 0;
+    std::cout.flush();
+    return std::cout.good() ? 0 : 1;
 }

@@ -1,0 +1,131 @@
+#include "apps/dovrel/Application.h"
+
+#include <chrono>
+#include <string>
+
+#include "DovrelFoundation/ContextExtensions.h"
+#include "DovrelFoundation/HabitModel.h"
+#include "DovrelFoundation/Services/Analytics/ConsoleLoggingAnalyticsService.h"
+#include "DovrelFoundation/Services/Settings/Constants.h"
+#include "DovrelFoundation/Services/Settings/StaticRemoteConfigService.h"
+#include "apps/dovrel/CommandErrors.h"
+#include "apps/dovrel/StorePreflight.h"
+#include "apps/dovrel/Texts.h"
+#include "platform/dispatch/MainRunLoop.h"
+#include "platform/foundation/FileManager.h"
+#include "platform/foundation/Logging.h"
+#include "platform/widgets/WidgetCenter.h"
+
+namespace dovrel::cli {
+
+namespace {
+
+constexpr const char* kStoreFileName = "Habit.sqlite";
+
+std::string problemText(const std::filesystem::path& path, const StoreFileProblem& problem) {
+    const std::string file = path.string();
+    switch (problem.kind) {
+        case StoreFileProblem::Kind::notAFile:
+            return text("Cli.Error.Store.NotAFile", {{"file", file}});
+        case StoreFileProblem::Kind::unreadable:
+            return text("Cli.Error.Store.Unreadable", {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::notSQLite:
+            return text("Cli.Error.Store.NotSQLite", {{"file", file}});
+        case StoreFileProblem::Kind::corrupt:
+            return text("Cli.Error.Store.Corrupt", {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::foreign:
+            return text("Cli.Error.Store.Foreign", {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::unknownModelVersion:
+            return text("Cli.Error.Store.UnknownVersion",
+                        {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::notWritable:
+            return text("Cli.Error.Store.NotWritable",
+                        {{"file", file}, {"detail", problem.detail}});
+    }
+    return file;
+}
+
+}  // namespace
+
+Application::Application(const Options& options) {
+    if (options.debug) {
+        for (const char* logger : {CoreDataManager::kLoggerName, widgets::kWidgetsLoggerName}) {
+            addLogDestination(logger, makeConsoleLogDestination());
+        }
+    }
+    tracker_ =
+        std::make_shared<AnalyticsTracker>(std::vector<std::shared_ptr<AnalyticsServiceProtocol>>{
+            ConsoleLoggingAnalyticsService::make(options.debug)});
+
+    // The application's store, or the file asked for. An absolute file name replaces the
+    // container's folder when the manager joins the two, so the same configuration names either.
+    const auto container = FileManager::containerURL(Constants::appGroupIdentifier);
+    if (!container) {
+        throw CommandError(
+            text("Cli.Error.Store.NoContainer", {{"folder", FileManager::dataHome().string()}}));
+    }
+    storePath_ = options.storePath ? std::filesystem::absolute(*options.storePath)
+                                   : *container / kStoreFileName;
+    if (const auto problem =
+            checkStoreFile(storePath_, {std::string(kHabitModelVersion1Identifier),
+                                        std::string(kHabitModelVersion2Identifier)})) {
+        throw CommandError(problemText(storePath_, *problem));
+    }
+
+    coreDataManager_ = std::make_shared<CoreDataManager>();
+    const FileManager fileManager;
+    coreDataManager_->initializePersistentContainer(
+        fileManager, *tracker_,
+        CoreDataManager::StoreConfiguration{std::string(Constants::appGroupIdentifier),
+                                            storePath_.string()},
+        std::nullopt, [](bool) {});
+
+    settings_ = std::make_shared<ApplicationSettingsService>(
+        StaticRemoteConfigService::makeServiceWithDefaultValues(), coreDataManager_);
+    settings_->handleAppLaunch();
+    if (settings_->isFirstAppLaunch()) {
+        // The keychain's install date outlives the application's data: when it is there, this
+        // first launch follows a reinstall.
+        if (const auto installed = settings_->firstAppInstallDate()) {
+            tracker_->trackAppReinstalled(*installed);
+        } else {
+            tracker_->trackAppInstalled();
+        }
+    }
+}
+
+Application::~Application() = default;
+
+store::ManagedObjectContext& Application::context() const {
+    return *coreDataManager_->viewContext();
+}
+
+std::vector<std::shared_ptr<Habit>> Application::habits() const {
+    return context().fetch(Habit::sortedFetchRequest());
+}
+
+void Application::save(const std::function<void(store::ManagedObjectContext&)>& changes) const {
+    bool finished = false;
+    std::optional<Error> failure;
+    performChanges(
+        context(), changes, [&] { finished = true; },
+        [&](const Error& error) {
+            failure = error;
+            finished = true;
+        });
+    MainRunLoop::runUntil([&] { return finished; }, std::chrono::hours(1));
+    if (failure) {
+        throw CommandError(
+            text("Cli.Error.SaveFailed", {{"detail", CoreDataManager::describeError(*failure)}}));
+    }
+    if (!finished) {
+        throw CommandError(text("Cli.Error.SaveFailed", {{"detail", "timeout"}}));
+    }
+}
+
+void Application::habitsChanged() const {
+    settings_->setNumberOfHabits(numberOfHabits(context()));
+    widgets::WidgetCenter::shared().reloadTimelines(Habit::kWidgetKind);
+}
+
+}  // namespace dovrel::cli

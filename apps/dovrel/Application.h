@@ -1,0 +1,68 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "DovrelFoundation/CoreDataManager.h"
+#include "DovrelFoundation/Habit.h"
+#include "DovrelFoundation/Services/Analytics/AnalyticsTracker.h"
+#include "DovrelFoundation/Services/Settings/ApplicationSettingsService.h"
+#include "platform/store/ManagedObjectContext.h"
+
+namespace dovrel::cli {
+
+// What a run of the program that works on habits stands on, made once per run in the order the
+// application starts: the analytics tracker, the store, the settings service with its launch
+// bookkeeping.
+//
+// The store is the application's primary store, "Habit.sqlite" in the application group's
+// container under $XDG_DATA_HOME, or the file that `storePath` names. Before the store library
+// opens it, the file is checked (StorePreflight.h): a file that cannot be the store ends the
+// construction with a CommandError that names the file and the reason, and the file is left as
+// it was.
+//
+// With `debug`, the analytics events, the store's console lines and the widget signals are
+// logged on standard error; otherwise nothing is logged.
+class Application {
+  public:
+    struct Options {
+        std::optional<std::filesystem::path> storePath;
+        bool debug = false;
+    };
+
+    explicit Application(const Options& options);
+    ~Application();
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+
+    // The store file in use.
+    const std::filesystem::path& storePath() const noexcept { return storePath_; }
+
+    // The view context of the store (this thread's).
+    store::ManagedObjectContext& context() const;
+    AnalyticsTracker& tracker() const noexcept { return *tracker_; }
+    ApplicationSettingsService& settings() const noexcept { return *settings_; }
+    CoreDataManager& coreDataManager() const noexcept { return *coreDataManager_; }
+
+    // Every habit, in list order (oldest first).
+    std::vector<std::shared_ptr<Habit>> habits() const;
+
+    // Applies `changes` to the view context and saves it (performChanges, waited for); on a
+    // failed save the context is rolled back and a CommandError carries the save's error.
+    void save(const std::function<void(store::ManagedObjectContext&)>& changes) const;
+
+    // Asks the widgets to show the store's new state, as the library does after its own changes,
+    // and keeps the settings' number of habits (which the widget reads) up to date.
+    void habitsChanged() const;
+
+  private:
+    std::filesystem::path storePath_;
+    std::shared_ptr<AnalyticsTracker> tracker_;
+    std::shared_ptr<CoreDataManager> coreDataManager_;
+    std::shared_ptr<ApplicationSettingsService> settings_;
+};
+
+}  // namespace dovrel::cli

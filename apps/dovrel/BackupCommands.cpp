@@ -1,0 +1,130 @@
+#include <stdlib.h>
+
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+#include "DovrelFoundation/HabitBackupArchive.h"
+#include "DovrelFoundation/HabitModel.h"
+#include "DovrelFoundation/Services/Analytics/AnalyticsEvents.h"
+#include "DovrelFoundation/StringExtensions.h"
+#include "apps/dovrel/CommandErrors.h"
+#include "apps/dovrel/Commands.h"
+#include "apps/dovrel/Texts.h"
+#include "platform/store/PersistentContainer.h"
+#include "platform/store/PersistentStoreDescription.h"
+
+namespace dovrel::cli {
+
+namespace {
+
+using Backup = AnalyticsEvents::MainApp::Backup;
+
+// A folder of its own under the temporary folder, removed with its contents at the end.
+class ScratchFolder {
+  public:
+    ScratchFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "dovrel-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw CommandError(text("Cli.Error.NoScratchFolder"));
+        }
+        path_ = pattern;
+    }
+    ~ScratchFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    const std::filesystem::path& path() const noexcept { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+std::string habitsText(std::size_t count) {
+    return localized("Cli.Backup.Habits", static_cast<std::int64_t>(count));
+}
+
+}  // namespace
+
+void backupHabits(const Application& application, const std::filesystem::path& file) {
+    const auto& context = application.coreDataManager().viewContext();
+    const std::size_t count = application.habits().size();
+    try {
+        HabitBackupArchive::writeBackupFile(context, file);
+    } catch (const Error& error) {
+        throw CommandError(
+            text("Cli.Error.BackupFailed",
+                 {{"file", file.string()}, {"detail", error.localizedDescription()}}));
+    }
+    std::cout << text("Cli.Backup.Done", {{"habits", habitsText(count)}, {"file", file.string()}})
+              << '\n';
+    application.tracker().trackEvent(Backup(Backup::store_a_backup).rawValue());
+}
+
+void restoreHabits(const Application& application, const std::filesystem::path& file, bool dryRun) {
+    const auto failed = [&](const Error& error) {
+        return CommandError(
+            text("Cli.Error.RestoreFailed",
+                 {{"file", file.string()}, {"detail", error.localizedDescription()}}));
+    };
+    if (dryRun) {
+        // The archive is restored into a scratch store, exactly as it would be into the real
+        // one, and what arrived there is reported; the real store is not touched.
+        const ScratchFolder scratch;
+        std::vector<std::pair<std::string, std::size_t>> added;
+        {
+            store::PersistentContainer container("Habit", currentHabitModel());
+            container.setPersistentStoreDescriptions(
+                {store::PersistentStoreDescription(scratch.path() / "Habit.sqlite")});
+            std::optional<Error> loadError;
+            container.loadPersistentStores(
+                [&](const store::PersistentStoreDescription&, std::optional<Error> error) {
+                    loadError = std::move(error);
+                });
+            if (loadError) {
+                throw failed(*loadError);
+            }
+            const auto context = container.newBackgroundContext();
+            try {
+                HabitBackupArchive::restoreBackupFile(file, context);
+            } catch (const Error& error) {
+                throw failed(error);
+            }
+            context->performAndWait([&] {
+                for (const auto& habit : context->fetch(Habit::sortedFetchRequest())) {
+                    added.emplace_back(habit->name().value_or(text("Cli.Habit.Unnamed")),
+                                       habit->performingDates().size());
+                }
+            });
+        }
+        std::cout << text("Cli.Restore.WouldAdd",
+                          {{"file", file.string()}, {"habits", habitsText(added.size())}})
+                  << '\n';
+        for (const auto& [name, checkmarks] : added) {
+            std::cout << "  "
+                      << text("Cli.Restore.Habit",
+                              {{"name", name},
+                               {"checkmarks", localized("Cli.Restore.Checkmarks",
+                                                        static_cast<std::int64_t>(checkmarks))}})
+                      << '\n';
+        }
+        return;
+    }
+    std::size_t restored = 0;
+    try {
+        restored = HabitBackupArchive::restoreBackupFile(
+            file, application.coreDataManager().createNewBackgroundContext());
+    } catch (const Error& error) {
+        throw failed(error);
+    }
+    application.habitsChanged();
+    std::cout << text("Cli.Restore.Done",
+                      {{"habits", habitsText(restored)}, {"file", file.string()}})
+              << '\n';
+    application.tracker().trackEvent(Backup(Backup::restore_from_the_backup).rawValue());
+}
+
+}  // namespace dovrel::cli

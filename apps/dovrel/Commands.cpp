@@ -1,0 +1,268 @@
+#include "apps/dovrel/Commands.h"
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "DovrelFoundation/ColorExtensions.h"
+#include "DovrelFoundation/ContextExtensions.h"
+#include "DovrelFoundation/DateExtensions.h"
+#include "DovrelFoundation/Services/Analytics/AnalyticsEvents.h"
+#include "DovrelFoundation/UserInterfaceStyleDescription.h"
+#include "apps/dovrel/CommandErrors.h"
+#include "apps/dovrel/HabitJson.h"
+#include "apps/dovrel/HabitReports.h"
+#include "apps/dovrel/HabitSelection.h"
+#include "apps/dovrel/HabitViews.h"
+#include "apps/dovrel/LocaleFormats.h"
+#include "apps/dovrel/TextLayout.h"
+#include "apps/dovrel/Texts.h"
+#include "platform/foundation/Clock.h"
+#include "platform/foundation/Region.h"
+
+namespace dovrel::cli {
+
+namespace {
+
+using MainApp = AnalyticsEvents::MainApp;
+
+// A habit the user named, with its place in the list.
+struct FoundHabit {
+    std::shared_ptr<Habit> habit;
+    std::size_t listNumber;
+};
+
+std::string nameOrNumber(const std::optional<std::string>& name, std::size_t listNumber) {
+    if (name) {
+        return text("Cli.Habit.Quoted", {{"name", *name}});
+    }
+    std::string number = "#";
+    number += std::to_string(listNumber);
+    return number;
+}
+
+FoundHabit findHabit(const Application& application, const std::string& words) {
+    const auto habits = application.habits();
+    std::vector<HabitCandidate> candidates;
+    candidates.reserve(habits.size());
+    for (const auto& habit : habits) {
+        candidates.push_back({habit->name(), habit->objectID().uriRepresentation()});
+    }
+    const auto selection = selectHabit(candidates, words);
+    if (const auto* position = std::get_if<std::size_t>(&selection)) {
+        return {habits[*position], *position + 1};
+    }
+    if (const auto* several = std::get_if<SeveralHabitsMatch>(&selection)) {
+        std::string names;
+        for (const std::size_t position : several->positions) {
+            if (!names.empty()) {
+                names += ", ";
+            }
+            names += std::to_string(position + 1) + " " +
+                     nameOrNumber(candidates[position].name, position + 1);
+        }
+        throw CommandError(text("Cli.Error.SeveralHabits", {{"words", words}, {"habits", names}}));
+    }
+    throw CommandError(text("Cli.Error.NoHabit", {{"words", words}}));
+}
+
+// The reminder instant for a time of day: today at that time in the current region (only the
+// time of day of a reminder counts).
+Date reminderTime(const TimeOfDay& time) {
+    const Region region = Region::current();
+    const auto today = region.components(onlyDay(Clock::now()));
+    DateComponents components;
+    components.era = today.era;
+    components.year = today.year;
+    components.month = today.month;
+    components.day = today.day;
+    components.isLeapMonth = today.isLeapMonth;
+    components.hour = time.hour;
+    components.minute = time.minute;
+    components.second = 0;
+    const auto date = region.date(components);
+    return date ? *date : onlyDay(Clock::now()) + time.hour * 3600.0 + time.minute * 60.0;
+}
+
+// Applies the edits that are given; `interval` is the interval to start from.
+void applyEdits(Habit& habit, const HabitEdits& edits, const RepeatInterval& interval) {
+    if (edits.name) {
+        habit.setName(*edits.name);
+    }
+    if (edits.question) {
+        habit.setQuestion(edits.question->empty() ? std::nullopt : edits.question);
+    }
+    if (edits.color) {
+        habit.setColor(*edits.color);
+    }
+    if (edits.times || edits.days) {
+        habit.setRepeatInterval(RepeatInterval(edits.times.value_or(interval.times()),
+                                               edits.days.value_or(interval.days())));
+    }
+    if (edits.remindAt) {
+        habit.setRemind(true);
+        habit.setRemindTime(reminderTime(*edits.remindAt));
+    } else if (edits.remindOff) {
+        habit.setRemind(false);
+    }
+}
+
+void print(const std::vector<std::string>& lines) {
+    for (const auto& line : lines) {
+        std::cout << line << '\n';
+    }
+}
+
+std::string regularity(const Habit& habit) {
+    const auto interval = habit.repeatInterval();
+    return interval ? interval->analyticsDescription() : "no repeatInterval";
+}
+
+std::string dayText(Date date) {
+    return formatWithSkeleton(date, "yMMMEd", displayRegion(Region::current()));
+}
+
+}  // namespace
+
+void listHabits(const Application& application, const Terminal& terminal, bool json) {
+    const Date now = Clock::now();
+    const auto reports = makeHabitReports(application.habits(), now, ReportDetail::list);
+    if (json) {
+        std::cout << habitListJson(reports, Region::current()).dump(2, ' ', false) << '\n';
+    } else {
+        print(habitListLines(reports, terminal, Region::current()));
+    }
+    application.tracker().trackEvent(MainApp(MainApp::name_main_screen).rawValue());
+}
+
+void addHabit(const Application& application, const HabitEdits& edits) {
+    std::size_t listNumber = application.habits().size() + 1;
+    std::shared_ptr<Habit> added;
+    const Color color =
+        edits.color ? *edits.color : randomColor(habitPalette(), ExcludedColors::nothing());
+    application.save([&](store::ManagedObjectContext& context) {
+        added = insertObject<Habit>(context);
+        added->setCreationDate(Clock::now());
+        added->setColor(color);
+        added->setRepeatInterval(RepeatInterval());
+        applyEdits(*added, edits, RepeatInterval());
+    });
+    application.habitsChanged();
+    std::cout << text("Cli.Add.Done", {{"habit", nameOrNumber(added->name(), listNumber)},
+                                       {"number", std::to_string(listNumber)}})
+              << '\n';
+    application.tracker().trackEvent(
+        MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_new_habit).rawValue());
+}
+
+void checkHabit(const Application& application, const std::string& words, std::optional<Date> at,
+                bool fromWidget) {
+    const auto found = findHabit(application, words);
+    Habit& habit = *found.habit;
+    const Date day = at.value_or(Clock::now());
+    application.save([&](store::ManagedObjectContext&) { habit.toggleCheckmark(day); });
+    const bool checked = habit.hasPerformings(day);
+    const std::int64_t progress = habit.progress(day);
+    std::cout << text(checked ? "Cli.Check.Checked" : "Cli.Check.Unchecked",
+                      {{"habit", nameOrNumber(habit.name(), found.listNumber)},
+                       {"day", dayText(day)},
+                       {"progress", std::to_string(progress)}})
+              << '\n';
+    const Date now = Clock::now();
+    application.tracker().trackToggleCheckmark(
+        fromWidget ? EventSource::todayWidget : EventSource::habitsListScreen,
+        habit.name().value_or(""), habit.question().value_or(""), habit.remind(), regularity(habit),
+        static_cast<double>(habit.progress(now)), checked, daysSince(now, day));
+}
+
+void showHabit(const Application& application, const Terminal& terminal, const std::string& words,
+               std::optional<Date> at, bool json) {
+    const auto found = findHabit(application, words);
+    const auto report = makeHabitReport(*found.habit, found.listNumber, at.value_or(Clock::now()),
+                                        ReportDetail::details);
+    if (json) {
+        std::cout << habitJson(report, Region::current()).dump(2, ' ', false) << '\n';
+    } else {
+        print(habitDetailLines(report, terminal, Region::current()));
+    }
+    application.tracker().trackEvent(MainApp(MainApp::name_detail_screen).rawValue());
+}
+
+void editHabit(const Application& application, const std::string& words, const HabitEdits& edits) {
+    const auto found = findHabit(application, words);
+    Habit& habit = *found.habit;
+    application.save([&](store::ManagedObjectContext&) {
+        applyEdits(habit, edits, habit.repeatInterval().value_or(RepeatInterval()));
+    });
+    application.habitsChanged();
+    std::cout << text("Cli.Edit.Done", {{"habit", nameOrNumber(habit.name(), found.listNumber)}})
+              << '\n';
+    application.tracker().trackEvent(
+        MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_habit).rawValue());
+}
+
+void deleteHabit(const Application& application, const std::string& words) {
+    const auto found = findHabit(application, words);
+    const std::string name = nameOrNumber(found.habit->name(), found.listNumber);
+    application.save(
+        [&](store::ManagedObjectContext& context) { context.deleteObject(found.habit); });
+    application.habitsChanged();
+    std::cout << text("Cli.Delete.Done", {{"habit", name}}) << '\n';
+    application.tracker().trackEvent(
+        MainApp::DeleteHabit(MainApp::DeleteHabit::main_screen_habit_was_deleted).rawValue());
+}
+
+void resetHabit(const Application& application, const std::string& words) {
+    const auto found = findHabit(application, words);
+    Habit& habit = *found.habit;
+    const Date now = Clock::now();
+    const auto last = habit.lastPerformingDate();
+    const std::int64_t daysSinceLastCheckmark = last ? daysSince(now, *last) : 0;
+    application.save([&](store::ManagedObjectContext&) { habit.resetProgress(); });
+    application.habitsChanged();
+    std::cout << text("Cli.Reset.Done", {{"habit", nameOrNumber(habit.name(), found.listNumber)}})
+              << '\n';
+    application.tracker().trackHabitProgressReset(
+        habit.name().value_or(""), habit.question().value_or(""), daysSinceLastCheckmark);
+}
+
+void showSettings(const Application& application) {
+    auto& settings = application.settings();
+    const Region display = displayRegion(Region::current());
+    const auto date = [&](const std::optional<Date>& value) {
+        return value ? formatWithSkeleton(*value, "yMMMdjmm", display) : text("Cli.Settings.None");
+    };
+    std::string style = text("Cli.Settings.StyleSystem");
+    if (const auto selected = settings.selectedUserInterfaceStyle()) {
+        switch (*selected) {
+            case UserInterfaceStyle::light:
+                style = text("Cli.Settings.StyleLight");
+                break;
+            case UserInterfaceStyle::dark:
+                style = text("Cli.Settings.StyleDark");
+                break;
+            case UserInterfaceStyle::unspecified:
+                break;
+            default:
+                style = std::string(description(*selected));
+                break;
+        }
+    }
+    const std::vector<std::pair<std::string, std::string>> fields = {
+        {text("Cli.Settings.InstallDate"), date(settings.firstAppInstallDate())},
+        {text("Cli.Settings.FirstLaunch"), date(settings.firstAppLaunchDate())},
+        {text("Cli.Settings.Launches"), std::to_string(settings.numberOfAppLaunches())},
+        {text("Cli.Settings.NewDayLaunches"), std::to_string(settings.numberOfNewDayAppLaunches())},
+        {text("Cli.Settings.InterfaceStyle"), style},
+        {text("Cli.Settings.Store"), application.storePath().string()},
+    };
+    std::size_t width = 0;
+    for (const auto& field : fields) {
+        width = std::max(width, displayWidth(field.first));
+    }
+    for (const auto& [label, value] : fields) {
+        std::cout << padRight(label, width + 2) << value << '\n';
+    }
+}
+
+}  // namespace dovrel::cli

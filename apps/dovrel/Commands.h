@@ -1,0 +1,56 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "apps/dovrel/Application.h"
+#include "apps/dovrel/ColorArgument.h"
+#include "apps/dovrel/Terminal.h"
+#include "platform/foundation/Color.h"
+#include "platform/foundation/Date.h"
+
+namespace dovrel::cli {
+
+// The commands of the program that work on habits. Each runs on an opened Application, prints
+// its result on standard output, and reports failures by throwing CommandError (status 1).
+// Arguments arrive already read (dates, colours, times), so usage errors are found before the
+// store is opened. Every change is saved before the command returns and followed by a widget
+// reload; the analytics event of each command is sent after its work succeeded.
+
+// The values that add and edit set; absent values are left as they are (edit) or get their
+// defaults (add: a random palette colour, every day, no reminder, no question).
+struct HabitEdits {
+    std::optional<std::string> name;
+    std::optional<std::string> question;  // an empty question removes it
+    std::optional<Color> color;
+    std::optional<std::int64_t> times;
+    std::optional<std::int64_t> days;
+    std::optional<TimeOfDay> remindAt;  // switches the reminder on at that time of day
+    bool remindOff = false;             // switches the reminder off (edit)
+};
+
+// list: today's habits, oldest first, as text or as a JSON array.
+void listHabits(const Application& application, const Terminal& terminal, bool json);
+// add NAME
+void addHabit(const Application& application, const HabitEdits& edits);
+// check HABIT [--at WHEN] [--from-widget]
+void checkHabit(const Application& application, const std::string& habit, std::optional<Date> at,
+                bool fromWidget);
+// show HABIT [--at WHEN] [--json]
+void showHabit(const Application& application, const Terminal& terminal, const std::string& habit,
+               std::optional<Date> at, bool json);
+// edit HABIT
+void editHabit(const Application& application, const std::string& habit, const HabitEdits& edits);
+// delete HABIT
+void deleteHabit(const Application& application, const std::string& habit);
+// reset HABIT
+void resetHabit(const Application& application, const std::string& habit);
+// backup FILE
+void backupHabits(const Application& application, const std::filesystem::path& file);
+// restore FILE [--dry-run]
+void restoreHabits(const Application& application, const std::filesystem::path& file, bool dryRun);
+// settings
+void showSettings(const Application& application);
+
+}  // namespace dovrel::cli
