@@ -1,6 +1,7 @@
 #include "DovrelFoundation/Habit.h"
 
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "DovrelFoundation/HabitModel.h"
 #include "DovrelFoundation/HabitProgress.h"
 #include "DovrelFoundation/HabitProgressCalculator.h"
+#include "DovrelFoundation/NextReminderCalculator.h"
 #include "DovrelFoundation/Performing.h"
 #include "DovrelFoundation/ValueTransformers.h"
 #include "platform/foundation/Clock.h"
@@ -187,6 +189,31 @@ std::optional<Date> Habit::lastPerformingDate() const {
         return std::nullopt;
     }
     return cache->dates().back();
+}
+
+std::optional<Date> Habit::nextReminder() const {
+    if (!remind()) {
+        return std::nullopt;
+    }
+    const auto reminderTime = remindTime();
+    if (!reminderTime) {
+        return std::nullopt;
+    }
+    const auto interval = repeatInterval();
+    if (!interval) {
+        return std::nullopt;
+    }
+    const Date now = Clock::now();
+    if (interval->times() == 0) {
+        fatalError("Division by zero");
+    }
+    if (interval->times() == -1 && interval->days() == std::numeric_limits<std::int64_t>::min()) {
+        fatalError("Division results in an overflow");
+    }
+    const std::int64_t skipInterval =
+        std::max<std::int64_t>(interval->days() / interval->times(), 1);
+    return NextReminderCalculator::nextReminder(now, *reminderTime, skipInterval,
+                                                lastPerformingDate());
 }
 
 std::int64_t Habit::currentProgress() const {

@@ -111,6 +111,11 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
     std::optional<Date> lastPerformingDate() const;
     // progress(on:) for Clock::now().
     std::int64_t currentProgress() const;
+    // When the next reminder is due (NextReminderCalculator at Clock::now()): nothing unless
+    // remind() is on and the habit has a remindTime() and a repeatInterval(). Reminders pause for
+    // max(days / times, 1) days after lastPerformingDate(). A repeat interval with times 0, or the
+    // pair that overflows the division, stops the process (RepeatInterval never holds them).
+    std::optional<Date> nextReminder() const;
 
     // ---- Day queries (`on` is any instant of the day) ----
 

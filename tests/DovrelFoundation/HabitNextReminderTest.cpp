@@ -1,0 +1,130 @@
+#include "DovrelFoundation/Habit.h"
+
+#include <gtest/gtest.h>
+
+#include "DovrelFoundation/ContextExtensions.h"
+#include "DovrelFoundation/LastFivePerformingDates.h"
+#include "platform/foundation/Clock.h"
+#include "tests/DovrelFoundation/HabitStore.h"
+#include "tests/support/CivilDate.h"
+#include "tests/support/ScopedRegion.h"
+
+namespace dovrel {
+namespace {
+
+using testing::civilDate;
+
+// New York in winter is UTC-5; every date of these tests is outside summer time.
+Date newYork(int year, unsigned month, unsigned day, int hour = 0, int minute = 0) {
+    return civilDate(year, month, day, hour, minute, 0, -5.0);
+}
+
+// Monday 8 January 2024 and the days around it.
+class HabitNextReminderTest : public ::testing::Test {
+  protected:
+    std::shared_ptr<Habit> makeHabit(RepeatInterval interval,
+                                     std::vector<Date> checkmarkDates = {}) {
+        auto habit = insertObject<Habit>(store.context());
+        habit->setName("Stretch");
+        habit->setCreationDate(newYork(2023, 12, 1));
+        habit->setRemind(true);
+        // Only the time of day counts; the day is long past.
+        habit->setRemindTime(newYork(2022, 2, 14, 9, 0));
+        habit->setRepeatInterval(interval);
+        if (!checkmarkDates.empty()) {
+            habit->setLastFivePerformingDates(LastFivePerformingDates(std::move(checkmarkDates)));
+        }
+        return habit;
+    }
+
+    std::optional<Date> nextReminderAt(const Habit& habit, Date now) {
+        ScopedClockOverride clock(now);
+        return habit.nextReminder();
+    }
+
+    testing::ScopedRegion region{"America/New_York"};
+    testing::HabitStore store;
+};
+
+TEST_F(HabitNextReminderTest, ANeverCheckedHabitIsRemindedTodayUntilTheTimeHasPassed) {
+    auto habit = makeHabit(RepeatInterval(1, 1));
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 8)), newYork(2024, 1, 8, 9));
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 9)), newYork(2024, 1, 8, 9));
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 10)), newYork(2024, 1, 9, 9));
+}
+
+TEST_F(HabitNextReminderTest, AnEveryDayHabitCheckedTodayIsRemindedTomorrow) {
+    auto habit = makeHabit(RepeatInterval(1, 1), {newYork(2024, 1, 8)});
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 8)), newYork(2024, 1, 9, 9));
+}
+
+TEST_F(HabitNextReminderTest, AWeeklyHabitCheckedOnMondayIsRemindedTheNextMonday) {
+    auto habit = makeHabit(RepeatInterval(1, 7), {newYork(2024, 1, 8)});
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 11, 12)), newYork(2024, 1, 15, 9));
+}
+
+TEST_F(HabitNextReminderTest, AThreeTimesAWeekHabitCheckedTodayIsRemindedTheDayAfterTomorrow) {
+    auto habit = makeHabit(RepeatInterval(3, 7), {newYork(2024, 1, 8)});
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 7)), newYork(2024, 1, 10, 9));
+}
+
+TEST_F(HabitNextReminderTest, TheSkipIsDaysOverTimesAndAtLeastOneDay) {
+    // 5 times in 7 days pauses one day, 1 time in 2 days two.
+    auto often = makeHabit(RepeatInterval(5, 7), {newYork(2024, 1, 8)});
+    EXPECT_EQ(nextReminderAt(*often, newYork(2024, 1, 8, 7)), newYork(2024, 1, 9, 9));
+    auto everyOther = makeHabit(RepeatInterval(1, 2), {newYork(2024, 1, 8)});
+    EXPECT_EQ(nextReminderAt(*everyOther, newYork(2024, 1, 8, 7)), newYork(2024, 1, 10, 9));
+}
+
+TEST_F(HabitNextReminderTest, TheLatestOfTheFiveDatesIsTheOneThatCounts) {
+    auto habit = makeHabit(RepeatInterval(1, 7),
+                           {newYork(2023, 12, 18), newYork(2024, 1, 1), newYork(2024, 1, 8)});
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 9, 12)), newYork(2024, 1, 15, 9));
+}
+
+TEST_F(HabitNextReminderTest, ACheckmarkFarInThePastRemindsAsIfNeverChecked) {
+    auto habit = makeHabit(RepeatInterval(1, 7), {newYork(2023, 10, 2)});
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 8)), newYork(2024, 1, 8, 9));
+}
+
+TEST_F(HabitNextReminderTest, AResumeDayOfTodayAfterTheReminderTimeMovesToTomorrow) {
+    auto habit = makeHabit(RepeatInterval(1, 2), {newYork(2024, 1, 6)});
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 10)), newYork(2024, 1, 9, 9));
+}
+
+TEST_F(HabitNextReminderTest, OnTheDaySummerTimeBeginsTheReminderIsAnHourLateOnTheClock) {
+    // 2024-03-10 starts at 00:00 EST; nine hours later it is 10:00 EDT (14:00 UTC).
+    auto habit = makeHabit(RepeatInterval(1, 1));
+    EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 3, 10, 0, 30)), civilDate(2024, 3, 10, 14));
+}
+
+TEST_F(HabitNextReminderTest, WithoutReminderTimeOrIntervalThereIsNoReminder) {
+    auto off = makeHabit(RepeatInterval(1, 1));
+    off->setRemind(false);
+    EXPECT_FALSE(nextReminderAt(*off, newYork(2024, 1, 8, 8)));
+
+    auto noTime = makeHabit(RepeatInterval(1, 1));
+    noTime->setRemindTime(std::nullopt);
+    EXPECT_FALSE(nextReminderAt(*noTime, newYork(2024, 1, 8, 8)));
+
+    auto noInterval = makeHabit(RepeatInterval(1, 1));
+    noInterval->setRepeatInterval(std::nullopt);
+    EXPECT_FALSE(nextReminderAt(*noInterval, newYork(2024, 1, 8, 8)));
+}
+
+TEST_F(HabitNextReminderTest, AnIntervalThatCannotBeDividedStopsTheProcess) {
+    auto habit = makeHabit(RepeatInterval(1, 1));
+    RepeatInterval zeroTimes;
+    zeroTimes.setTimes(0);
+    habit->setRepeatInterval(zeroTimes);
+    EXPECT_DEATH(habit->nextReminder(), "Division by zero");
+
+    RepeatInterval overflowing;
+    overflowing.setTimes(-1);
+    overflowing.setDays(std::numeric_limits<std::int64_t>::min());
+    habit->setRepeatInterval(overflowing);
+    EXPECT_DEATH(habit->nextReminder(), "Division results in an overflow");
+}
+
+}  // namespace
+}  // namespace dovrel
