@@ -31,6 +31,9 @@ struct HabitReport {
     std::vector<Date> lastFivePerformingDates;  // ascending
     // Every checkmark date, ascending; only filled when the report asks for it (show).
     std::optional<std::vector<Date>> checkmarks;
+    // When the next reminder is due, counted from now; only filled for details, and only when
+    // the habit has a reminder.
+    std::optional<Date> nextReminder;
 };
 
 }  // namespace dovrel::cli

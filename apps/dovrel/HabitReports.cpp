@@ -67,6 +67,7 @@ HabitReport makeReport(const Habit& habit, std::size_t listNumber, Date day,
         auto dates = habit.performingDates();
         std::sort(dates.begin(), dates.end());
         report.checkmarks = std::move(dates);
+        report.nextReminder = habit.nextReminder();
     }
     return report;
 }

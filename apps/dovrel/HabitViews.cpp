@@ -151,6 +151,10 @@ std::vector<std::string> habitDetailLines(const HabitReport& report, const Termi
     } else {
         fields.emplace_back(text("Cli.Show.Reminder"), text("Cli.Show.ReminderOff"));
     }
+    if (report.nextReminder) {
+        fields.emplace_back(text("Cli.Show.NextReminder"),
+                            formatWithSkeleton(*report.nextReminder, "yMMMEdjmm", display));
+    }
     if (report.creationDate) {
         fields.emplace_back(text("Cli.Show.Created"),
                             formatWithSkeleton(*report.creationDate, "yMMMd", display));

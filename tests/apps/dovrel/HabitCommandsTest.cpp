@@ -231,11 +231,27 @@ TEST_F(HabitCommands, ShowDrawsTheMonthWithTheCheckedDaysMarked) {
     succeed({"check", "Read", "--at", "2026-03-03"});
     const auto out = succeed({"show", "Read", "--at", "2026-03-03"});
     EXPECT_NE(out.find("Read\n"), std::string::npos);
-    EXPECT_NE(out.find("Reminder    07:15"), std::string::npos) << out;
-    EXPECT_NE(out.find("Checkmarks  2"), std::string::npos) << out;
+    EXPECT_NE(out.find("Reminder       07:15"), std::string::npos) << out;
+    EXPECT_NE(out.find("Checkmarks     2"), std::string::npos) << out;
     EXPECT_NE(out.find("     March 2026"), std::string::npos) << out;
     EXPECT_NE(out.find("  Su Mo Tu We Th Fr Sa\n   1  2* 3* 4  5  6  7\n"), std::string::npos)
         << out;
+}
+
+TEST_F(HabitCommands, ShowGivesTheNextReminderCountedFromNow) {
+    succeed({"add", "Stretch", "--remind", "07:15"}, "2026-03-09 20:00:00");
+    // Not checked yet, asked at 06:00: today at the reminder time.
+    EXPECT_NE(succeed({"show", "Stretch"}, "2026-03-10 06:00:00")
+                  .find("Next reminder  Tue, Mar 10, 2026, 7:15"),
+              std::string::npos);
+    // Checked at the start of today, an every-day habit is reminded tomorrow.
+    succeed({"check", "Stretch", "--at", "2026-03-10"}, "2026-03-10 06:00:00");
+    EXPECT_NE(succeed({"show", "Stretch"}, "2026-03-10 06:00:00")
+                  .find("Next reminder  Wed, Mar 11, 2026, 7:15"),
+              std::string::npos);
+    // A habit without a reminder has no such line.
+    succeed({"add", "Read"});
+    EXPECT_EQ(succeed({"show", "Read"}).find("Next reminder"), std::string::npos);
 }
 
 TEST_F(HabitCommands, CheckFromTheWidgetIsReportedWithTheWidgetSource) {
