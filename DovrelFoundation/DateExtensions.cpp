@@ -100,8 +100,13 @@ Date dateInMonths(Date date, std::int64_t n) {
 }
 
 bool isSameDay(Date date, Date other) {
-    const DateInRegion day = inCurrentRegion(other);
-    return day.dateAtStartOfDay().date() <= date && date <= day.dateAtEndOfDay().date();
+    return DayBounds(other).contains(date);
+}
+
+DayBounds::DayBounds(Date day) {
+    const DateInRegion inRegion = inCurrentRegion(day);
+    start = inRegion.dateAtStartOfDay().date();
+    end = inRegion.dateAtEndOfDay().date();
 }
 
 std::int64_t daysSince(Date date, Date other) {

@@ -37,6 +37,17 @@ Date dateInMonths(Date date, std::int64_t n);
 // True when start-of-day(other) <= date <= end-of-day(other), both inclusive (region way).
 bool isSameDay(Date date, Date other);
 
+// The bounds that isSameDay(date, day) compares `date` with, found once: for testing many dates
+// against one day (a habit's checkmarks against a day) without a calendar query per date.
+// contains(date) answers exactly isSameDay(date, day) for the region current at construction.
+struct DayBounds {
+    explicit DayBounds(Date day);
+    bool contains(Date date) const noexcept { return start <= date && date <= end; }
+
+    Date start;  // the first instant of the day
+    Date end;    // the latest instant of the day (a millisecond before the next day starts)
+};
+
 // (start-of-day(date) - start-of-day(other)) / 86400, rounded half away from zero: positive when
 // `date` is later. The 23- and 25-hour days around a DST change count as one day. Stops the
 // process if the quotient is not finite or does not fit 64 bits.

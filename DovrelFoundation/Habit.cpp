@@ -224,8 +224,9 @@ std::int64_t Habit::currentProgress() const {
 
 std::vector<std::shared_ptr<Performing>> Habit::performings(Date on) const {
     std::vector<std::shared_ptr<Performing>> sameDay;
+    const DayBounds day(on);
     for (auto& performing : loadedPerforming()) {
-        if (auto date = performing->date(); date && isSameDay(*date, on)) {
+        if (auto date = performing->date(); date && day.contains(*date)) {
             sameDay.push_back(std::move(performing));
         }
     }
@@ -233,8 +234,9 @@ std::vector<std::shared_ptr<Performing>> Habit::performings(Date on) const {
 }
 
 bool Habit::hasPerformings(Date on) const {
+    const DayBounds day(on);
     for (const auto& performing : loadedPerforming()) {
-        if (auto date = performing->date(); date && isSameDay(*date, on)) {
+        if (auto date = performing->date(); date && day.contains(*date)) {
             return true;
         }
     }
@@ -243,8 +245,9 @@ bool Habit::hasPerformings(Date on) const {
 
 std::int64_t Habit::numberOfPerformings(Date on) const {
     std::int64_t count = 0;
+    const DayBounds day(on);
     for (const auto& performing : loadedPerforming()) {
-        if (auto date = performing->date(); date && isSameDay(*date, on)) {
+        if (auto date = performing->date(); date && day.contains(*date)) {
             ++count;
         }
     }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "DovrelFoundation/DateExtensions.h"
 #include "DovrelFoundation/Performing.h"
-#include "platform/foundation/Region.h"
 
 namespace dovrel::cli {
 
@@ -16,18 +16,7 @@ namespace {
 // recent days are therefore answered without reading the habit's checkmarks, as its progress is;
 // other days ask the habit, which reads them all. Only a habit with a repeat interval keeps its
 // cache up to date, so only its cache is trusted.
-// The day's bounds are those of isSameDay(): from the start to the end of the day in the current
-// region, both included; they are found once for a whole list.
-struct DayBounds {
-    Date start;
-    Date end;
-    explicit DayBounds(Date day) {
-        const Region region = Region::current();
-        start = region.startOfDay(day);
-        end = region.endOfDay(day);
-    }
-    bool contains(Date date) const { return start <= date && date <= end; }
-};
+// The day's bounds are found once for a whole list.
 
 bool hasCheckmark(const Habit& habit, Date day, const DayBounds& bounds) {
     const auto lastFive = habit.lastFivePerformingDates();

@@ -146,6 +146,32 @@ TEST_F(DateExtensionsInKyiv, IsSameDayIsTrueForMidnightAndTheLastSecondAndFalseF
     EXPECT_FALSE(isSameDay(civilDate(2024, 7, 14, 23, 59, 59, 3.0), day));
 }
 
+TEST_F(DateExtensionsInKyiv, DayBoundsAreTheDayOfTheClockChangeFromStartToEnd) {
+    // 2024-03-31 has 23 hours in Kyiv: 00:00 winter time to 23:59:59.999 summer time.
+    const DayBounds day(civilDate(2024, 3, 31, 12, 0, 0, 3.0));
+    EXPECT_EQ(day.start, civilDate(2024, 3, 31, 0, 0, 0, 2.0));
+    EXPECT_NEAR(day.end.timeIntervalSinceReferenceDate(),
+                (civilDate(2024, 4, 1, 0, 0, 0, 3.0) - 0.001).timeIntervalSinceReferenceDate(),
+                1e-6);
+}
+
+TEST_F(DateExtensionsInKyiv, DayBoundsContainExactlyTheDatesOfTheSameDay) {
+    // Every quarter hour over the autumn change, against each day around it.
+    for (const Date day :
+         {civilDate(2024, 10, 26, 12, 0, 0, 3.0), civilDate(2024, 10, 27, 12, 0, 0, 2.0),
+          civilDate(2024, 10, 28, 12, 0, 0, 2.0)}) {
+        const DayBounds bounds(day);
+        for (int quarter = 0; quarter < 4 * 24 * 4; ++quarter) {
+            const Date date = civilDate(2024, 10, 25, 0, 0, 0, 3.0) + quarter * 900.0;
+            EXPECT_EQ(bounds.contains(date), isSameDay(date, day));
+        }
+        EXPECT_TRUE(bounds.contains(bounds.start));
+        EXPECT_TRUE(bounds.contains(bounds.end));
+        EXPECT_FALSE(bounds.contains(bounds.end + 0.001));
+        EXPECT_FALSE(bounds.contains(bounds.start - 0.001));
+    }
+}
+
 TEST_F(DateExtensionsInKyiv, IsSameDayUsesTheArgumentsDay) {
     const Date morning = civilDate(2024, 7, 15, 8, 0, 0, 3.0);
     const Date evening = civilDate(2024, 7, 15, 22, 0, 0, 3.0);
