@@ -4,6 +4,7 @@
 #include <map>
 
 #include "platform/store/PersistentStoreCoordinator.h"
+#include "platform/store/RemoteChangeMonitor.h"
 #include "platform/store/StoreError.h"
 
 namespace dovrel::store {
@@ -37,6 +38,7 @@ std::shared_ptr<ManagedObjectContext> ManagedObjectContext::makeSharingQueue(
 
 ManagedObjectContext::~ManagedObjectContext() {
     saveObservation_.reset();
+    remoteObservation_.reset();
     for (auto& [id, weak] : registered_) {
         if (auto object = weak.lock()) {
             object->context_ = nullptr;
@@ -63,6 +65,67 @@ void ManagedObjectContext::checkQueue(const char* operation) const {
 void ManagedObjectContext::setPersistentStoreCoordinator(
     std::shared_ptr<PersistentStoreCoordinator> coordinator) {
     coordinator_ = std::move(coordinator);
+    observeRemoteChanges();
+}
+
+void ManagedObjectContext::observeRemoteChanges() {
+    remoteObservation_.reset();
+    if (!automaticallyMerges_ || !coordinator_) {
+        return;
+    }
+    // The monitor posts on its own queue while this context may be in use (or being destroyed)
+    // on another thread: the handler touches only what it captured, never the context.
+    std::weak_ptr<ManagedObjectContext> weak = weak_from_this();
+    remoteObservation_ = NotificationCenter::defaultCenter().addObserver(
+        RemoteChangeMonitor::kRemoteTransactionsNotification, coordinator_.get(),
+        [weak, queue = queue_](const Notification& notification) {
+            Notification changes;
+            changes.name = notification.name;
+            changes.userInfo = notification.userInfo;
+            queue->async([weak, changes = std::move(changes)] {
+                if (auto self = weak.lock()) {
+                    self->mergeRemoteChanges(changes);
+                    self->processPendingChanges();
+                }
+            });
+        });
+}
+
+void ManagedObjectContext::mergeRemoteChanges(const Notification& changes) {
+    if (!automaticallyMerges_) {
+        return;  // switched off after the changes were announced
+    }
+    auto refreshAll = changes.userInfo.find(RemoteChangeMonitor::kRefreshAllKey);
+    if (refreshAll == changes.userInfo.end()) {
+        mergeChanges(changes);
+        return;
+    }
+    // The account is incomplete: every object of the store this context holds is refreshed
+    // (and the named changes merged as well).
+    StoreUUID storeUUID{};
+    if (auto found = changes.userInfo.find(RemoteChangeMonitor::kStoreUUIDKey);
+        found != changes.userInfo.end()) {
+        if (const auto* uuid = std::any_cast<StoreUUID>(&found->second)) {
+            storeUUID = *uuid;
+        }
+    }
+    Notification complete;
+    complete.name = changes.name;
+    complete.userInfo = changes.userInfo;
+    ObjectIDSet updated;
+    if (auto found = complete.userInfo.find(kUpdatedObjectIDsKey);
+        found != complete.userInfo.end()) {
+        if (const auto* ids = std::any_cast<ObjectIDSet>(&found->second)) {
+            updated = *ids;
+        }
+    }
+    for (const auto& [id, weak] : registered_) {
+        if (id.storeUUID() == storeUUID && !weak.expired()) {
+            updated.insert(id);
+        }
+    }
+    complete.userInfo[kUpdatedObjectIDsKey] = std::move(updated);
+    mergeChanges(complete);
 }
 
 void ManagedObjectContext::perform(std::function<void()> work) {
@@ -80,7 +143,11 @@ void ManagedObjectContext::setAutomaticallyMergesChangesFromParent(bool merges) 
     automaticallyMerges_ = merges;
     if (!merges) {
         saveObservation_.reset();
+        remoteObservation_.reset();
         return;
+    }
+    if (!remoteObservation_.isActive()) {
+        observeRemoteChanges();
     }
     if (saveObservation_.isActive()) {
         return;
@@ -887,6 +954,7 @@ void ManagedObjectContext::save() {
     try {
         for (auto& [raw, store] : stores) {
             store->performWriteTransaction([&, raw = raw, &store = store] {
+                std::vector<PersistentHistoryChange> history;
                 // Keys first, so that rows can refer to each other in any order.
                 std::map<const EntityDescription*, std::vector<ManagedObject*>> byEntity;
                 for (const auto& object : inserts[raw]) {
@@ -908,6 +976,7 @@ void ManagedObjectContext::save() {
                     }
                     store->insertRow(*object->entity_, object->stagedID_.primaryKey(), 1,
                                      object->values_, toOne);
+                    history.push_back({PersistentHistoryChangeType::insert, object->stagedID_});
                 }
                 for (const auto& object : updates[raw]) {
                     std::vector<std::size_t> attributes;
@@ -947,10 +1016,16 @@ void ManagedObjectContext::save() {
                     }
                     store->updateRow(*object->entity_, updated, attributes, slots);
                     staged.push_back({object, updated.version, conflicted});
+                    history.push_back({PersistentHistoryChangeType::update, object->id_});
                 }
                 for (const auto& object : deletes[raw]) {
                     store->deleteRow(*object->entity_, object->id_.primaryKey());
+                    history.push_back({PersistentHistoryChangeType::delete_, object->id_});
                 }
+                // In the same transaction: the rows and their account commit together.
+                store->recordHistoryTransaction(transactionAuthor_,
+                                                name_.empty() ? std::nullopt : std::optional(name_),
+                                                history);
             });
         }
     } catch (const Error& error) {

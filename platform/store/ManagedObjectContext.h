@@ -47,6 +47,30 @@ struct StoredRow;
 // (values this context has changed are kept: the in-memory values win property by property) and
 // reported as refreshed; inserted rows are registered and reported as inserted; its objects of
 // deleted rows are dropped and reported as deleted.
+//
+// Other processes. Such a context also merges the commits that other connections make to its
+// coordinator's stores (another process, another coordinator), as the coordinator detects them
+// (see PersistentStoreCoordinator, "Remote changes"; this needs stores that keep history):
+// the same refreshes, insertions and deletions, followed by kObjectsDidChangeNotification, on
+// the context's queue, within about the coordinator's remoteChangeInterval() of the commit (a
+// main-queue context once the main loop runs). Its own coordinator's saves reach it only as
+// saves, never a second time as remote changes. A context that does not merge automatically is
+// not changed by remote commits; it sees them when it fetches or refreshes.
+//
+// Saves by two processes. Every row has a version that each update raises. save() writes each
+// store in one BEGIN IMMEDIATE transaction (which waits for the other writers; no SQLITE_BUSY
+// reaches the caller) and, inside it, compares the version each updated object was read at
+// with the row's current one. A row changed meanwhile by anyone else is a conflict, resolved
+// by mergePolicy():
+//  - errorMergePolicy: the save throws StoreError kManagedObjectMergeError and writes nothing;
+//    the context keeps its changes. A read-modify-write (an increment, a toggle) that must not
+//    lose another process's update runs with this policy: on the error, refresh the objects
+//    (refresh(object, false)), apply the change again and save again.
+//  - mergeByPropertyObjectTrumpMergePolicy: the properties this context changed are written
+//    over the stored ones; the properties it did not change keep the row's current stored
+//    values, which the object takes after the save. A value the context computed from a stale
+//    read therefore replaces the other writer's value for that property.
+// A row deleted meanwhile fails the save with kManagedObjectMergeError under either policy.
 class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectContext> {
   public:
     enum class ConcurrencyType { mainQueueConcurrencyType, privateQueueConcurrencyType };
@@ -165,6 +189,15 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     bool automaticallyMergesChangesFromParent() const noexcept { return automaticallyMerges_; }
     void setAutomaticallyMergesChangesFromParent(bool merges);
 
+    // Recorded as the author of this context's saves in stores that keep history (nothing when
+    // unset).
+    const std::optional<std::string>& transactionAuthor() const noexcept {
+        return transactionAuthor_;
+    }
+    void setTransactionAuthor(std::optional<std::string> author) {
+        transactionAuthor_ = std::move(author);
+    }
+
     MergePolicy mergePolicy() const noexcept { return mergePolicy_; }
     void setMergePolicy(MergePolicy policy) { mergePolicy_ = policy; }
 
@@ -178,6 +211,8 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     friend class ManagedObject;
 
     void checkQueue(const char* operation) const;
+    void observeRemoteChanges();
+    void mergeRemoteChanges(const Notification& changes);
     std::shared_ptr<ManagedObject> registerRow(const EntityDescription& entity,
                                                PersistentStore& store, StoredRow&& row,
                                                bool keysOnly);
@@ -211,6 +246,8 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     bool automaticallyMerges_ = false;
     MergePolicy mergePolicy_ = MergePolicy::errorMergePolicy;
     ObservationToken saveObservation_;
+    ObservationToken remoteObservation_;
+    std::optional<std::string> transactionAuthor_;
 
     std::unordered_map<ManagedObjectID, std::weak_ptr<ManagedObject>> registered_;
     // Inserted, unsaved objects by the number of their temporary ID (held by inserted_).

@@ -12,6 +12,7 @@
 
 #include "platform/store/ManagedObjectID.h"
 #include "platform/store/ManagedObjectModel.h"
+#include "platform/store/PersistentHistoryTransaction.h"
 #include "platform/store/PersistentStoreDescription.h"
 #include "platform/store/SQLiteDatabase.h"
 #include "platform/store/SortDescriptor.h"
@@ -40,6 +41,20 @@ struct StoredRow {
 // with mode 0600 and used in WAL mode with a busy timeout; every write runs in BEGIN IMMEDIATE.
 //
 // One connection per store; its use is serialised by the store, so any thread may call it.
+//
+// Two processes. Several connections (other processes, or other coordinators of this one) may
+// use the file at once. Writes are serialised by SQLite's write lock: BEGIN IMMEDIATE waits up to
+// the description's timeout for it, and where SQLite answers "busy" without having waited the
+// store tries again (see SQLiteDatabase) until that timeout has passed; no busy error reaches a
+// caller before then. Reads never wait for writers (WAL).
+//
+// Persistent history. A store opened with kPersistentHistoryTrackingKey, or whose file already
+// keeps history (because any connection ever opened it with that option), records every write
+// transaction of a context's save in the same SQLite transaction as the rows: number, time
+// (Clock::now()), author, context name, the writing connection's origin and the rows inserted,
+// updated and deleted (Z_TRANSACTION and Z_CHANGE; Z_HISTORYSTATE remembers how far history was
+// deleted). With kPersistentHistoryMaximumAgeOptionKey, transactions older than that age are
+// deleted by every save that records one. Metadata writes are not recorded.
 class PersistentStore {
   public:
     // Metadata keys that every store has.
@@ -71,6 +86,34 @@ class PersistentStore {
     // The metadata of the store file at `url`, read without loading the store (the file is not
     // changed). Throws StoreError when there is no file or it holds no store.
     static std::map<std::string, Value> metadataOfStore(const std::filesystem::path& url);
+
+    // --- Persistent history ---
+
+    // Whether saves record history transactions in this file.
+    bool tracksHistory();
+    // Identifies this store's connection in the history it writes (never 0).
+    std::uint64_t historyOrigin() const noexcept { return origin_; }
+    // Inside a write transaction: records one transaction with `changes` when the file keeps
+    // history (nothing otherwise), then deletes history older than the maximum age, if set.
+    void recordHistoryTransaction(const std::optional<std::string>& author,
+                                  const std::optional<std::string>& contextName,
+                                  const std::vector<PersistentHistoryChange>& changes);
+    // The transactions numbered above `afterNumber`, oldest first (changes of entities the model
+    // does not have are left out). Empty when the file keeps no history.
+    std::vector<PersistentHistoryTransaction> historyTransactions(std::int64_t afterNumber);
+    // The token of the latest transaction recorded (number 0 when there is none yet).
+    PersistentHistoryToken currentHistoryToken();
+    // The highest transaction number that deleteHistory has removed (0 when none): a reader
+    // that has seen only transactions up to a lower number has missed some.
+    std::int64_t historyDeletedThrough();
+    // Deletes the transactions recorded before `date`, or numbered up to `throughNumber`, in a
+    // write transaction of its own. Throws StoreError when the write fails.
+    void deleteHistory(Date before);
+    void deleteHistory(std::int64_t throughNumber);
+
+    // A number that changes whenever another connection has committed to the file since the
+    // last call (PRAGMA data_version); this store's own commits leave it as it is.
+    std::int64_t dataVersion();
 
     // How many rows SQLite has returned for this store so far (for tests of lazy loading).
     std::uint64_t rowsRead() const noexcept { return database_->rowsRead(); }
@@ -122,6 +165,10 @@ class PersistentStore {
     void validateSchema();
     void readMetadata();
     void configureConnection();
+    bool inWriteAheadLogMode();
+    void prepareHistory();
+    bool historyTablesExist();
+    void pruneHistory(const std::string& condition, const Value& bound);
     std::vector<Value> readAttributes(const EntityDescription& entity,
                                       SQLiteDatabase::Statement& statement, int firstColumn);
     Value storedForm(const AttributeDescription& attribute, const Value& value) const;
@@ -135,6 +182,8 @@ class PersistentStore {
     mutable std::recursive_mutex mutex_;
     StoreUUID uuid_{};
     std::map<std::string, Value> metadata_;
+    std::uint64_t origin_ = 0;
+    bool tracksHistory_ = false;
     std::map<const EntityDescription*, std::unique_ptr<SQLiteDatabase::Statement>>
         insertStatements_;
 };

@@ -12,6 +12,7 @@
 #include "platform/store/ManagedObject.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/MigrationManager.h"
+#include "platform/store/RemoteChangeMonitor.h"
 #include "platform/store/SQLiteDatabase.h"
 #include "platform/store/StoreError.h"
 
@@ -71,14 +72,18 @@ void syncPath(const std::filesystem::path& path, int flags) {
 
 PersistentStoreCoordinator::PersistentStoreCoordinator(
     std::shared_ptr<const ManagedObjectModel> model)
-    : model_(std::move(model)) {}
+    : model_(std::move(model)), monitor_(RemoteChangeMonitor::make(this)) {}
 
 PersistentStoreCoordinator::PersistentStoreCoordinator(std::shared_ptr<const MigrationPlan> plan)
-    : model_(plan ? plan->currentModel() : nullptr) {
+    : model_(plan ? plan->currentModel() : nullptr), monitor_(RemoteChangeMonitor::make(this)) {
     if (!plan) {
         fatalError("A coordinator needs a migration plan or a model");
     }
     plan_ = std::move(plan);
+}
+
+PersistentStoreCoordinator::~PersistentStoreCoordinator() {
+    monitor_->stop();
 }
 
 void PersistentStoreCoordinator::setMigrationPlan(std::shared_ptr<const MigrationPlan> plan) {
@@ -167,13 +172,17 @@ std::shared_ptr<PersistentStore> PersistentStoreCoordinator::addPersistentStore(
     const PersistentStoreDescription& description) {
     migrateIfNeeded(description);
     auto store = PersistentStore::load(description, model_);
-    std::lock_guard lock(mutex_);
-    stores_.push_back(store);
+    {
+        std::lock_guard lock(mutex_);
+        stores_.push_back(store);
+    }
+    monitor_->addStore(store);
     return store;
 }
 
 void PersistentStoreCoordinator::removePersistentStore(
     const std::shared_ptr<PersistentStore>& store) {
+    monitor_->removeStore(store.get());
     std::lock_guard lock(mutex_);
     std::erase(stores_, store);
 }
@@ -183,10 +192,62 @@ void PersistentStoreCoordinator::destroyPersistentStore(const std::filesystem::p
         std::lock_guard lock(mutex_);
         std::error_code ignored;
         std::erase_if(stores_, [&](const auto& store) {
-            return store->url() == url || std::filesystem::equivalent(store->url(), url, ignored);
+            const bool match =
+                store->url() == url || std::filesystem::equivalent(store->url(), url, ignored);
+            if (match) {
+                monitor_->removeStore(store.get());
+            }
+            return match;
         });
     }
     removeStoreFiles(url);
+}
+
+std::vector<PersistentHistoryTransaction> PersistentStoreCoordinator::fetchHistory(
+    const std::optional<PersistentHistoryToken>& after) const {
+    std::vector<PersistentHistoryTransaction> transactions;
+    for (const auto& store : persistentStores()) {
+        if (after && store->uuid() != after->storeUUID) {
+            continue;
+        }
+        try {
+            auto more = store->historyTransactions(after ? after->transactionNumber : 0);
+            transactions.insert(transactions.end(), std::make_move_iterator(more.begin()),
+                                std::make_move_iterator(more.end()));
+        } catch (const Error& error) {
+            if (error.domain() == StoreError::kDomain) {
+                throw;
+            }
+            throw StoreError::make(
+                StoreError::kPersistentStoreOpenError,
+                "The history could not be read: " + error.localizedDescription());
+        }
+    }
+    return transactions;
+}
+
+void PersistentStoreCoordinator::deleteHistory(Date before) {
+    for (const auto& store : persistentStores()) {
+        store->deleteHistory(before);
+    }
+}
+
+void PersistentStoreCoordinator::deleteHistory(const PersistentHistoryToken& through) {
+    if (auto store = persistentStore(through.storeUUID)) {
+        store->deleteHistory(through.transactionNumber);
+    }
+}
+
+TimeInterval PersistentStoreCoordinator::remoteChangeInterval() const {
+    return monitor_->interval();
+}
+
+void PersistentStoreCoordinator::setRemoteChangeInterval(TimeInterval seconds) {
+    monitor_->setInterval(seconds);
+}
+
+void PersistentStoreCoordinator::checkForRemoteChanges() {
+    monitor_->checkNow();
 }
 
 void PersistentStoreCoordinator::replacePersistentStore(const std::filesystem::path& destination,

@@ -10,12 +10,14 @@
 #include "platform/store/ManagedObjectID.h"
 #include "platform/store/ManagedObjectModel.h"
 #include "platform/store/MigrationPlan.h"
+#include "platform/store/PersistentHistoryTransaction.h"
 #include "platform/store/PersistentStore.h"
 #include "platform/store/PersistentStoreDescription.h"
 
 namespace dovrel::store {
 
 class ManagedObject;
+class RemoteChangeMonitor;
 
 // Joins one model to the stores that hold its objects. Contexts read and write through it.
 // Safe to use from any thread.
@@ -32,11 +34,36 @@ class ManagedObject;
 // does not know, or without mapping models all the way to the current version, is refused
 // (StoreError kMigrationMissingSourceModelError, kMigrationMissingMappingModelError) and left
 // as it was.
+//
+// Remote changes. The coordinator watches its stores that keep history or have
+// kRemoteChangeNotificationPostOptionKey for commits made through other connections
+// to their files (another process, or another coordinator in this process): every
+// remoteChangeInterval() (25 ms unless set) a timer on a queue of its own compares each store's
+// data version (PRAGMA data_version), and only when it changed reads the history transactions
+// written since the last check, leaving out the coordinator's own. Its contexts that merge
+// automatically (ManagedObjectContext::automaticallyMergesChangesFromParent) then merge those
+// changes on their own queues, as they merge the saves of sibling contexts. For a store with
+// kRemoteChangeNotificationPostOptionKey it also posts kPersistentStoreRemoteChangeNotification,
+// with the coordinator as sender, on the timer's queue (observers hop to their own queue), with
+// kPersistentStoreURLKey (std::filesystem::path) and, for a store that keeps history,
+// kPersistentHistoryTokenKey (PersistentHistoryToken of the latest remote transaction). A store
+// without history is announced too, but its changes cannot be told apart: contexts that merge
+// automatically then refresh every object of it they hold (as they do when history they had not
+// read yet was deleted meanwhile). The timer stops when the coordinator is destroyed.
 class PersistentStoreCoordinator {
   public:
+    static constexpr const char* kPersistentStoreRemoteChangeNotification =
+        "NSPersistentStoreRemoteChangeNotification";
+    static constexpr const char* kPersistentStoreURLKey = "storeURL";
+    static constexpr const char* kPersistentHistoryTokenKey = "historyToken";
+
     explicit PersistentStoreCoordinator(std::shared_ptr<const ManagedObjectModel> model);
     // A coordinator of the plan's current model that migrates stores of its older versions.
     explicit PersistentStoreCoordinator(std::shared_ptr<const MigrationPlan> plan);
+    PersistentStoreCoordinator(const PersistentStoreCoordinator&) = delete;
+    PersistentStoreCoordinator& operator=(const PersistentStoreCoordinator&) = delete;
+    // Stops watching for remote changes (waiting for a check under way on another thread).
+    ~PersistentStoreCoordinator();
 
     const std::shared_ptr<const ManagedObjectModel>& managedObjectModel() const noexcept {
         return model_;
@@ -93,6 +120,27 @@ class PersistentStoreCoordinator {
         store.setMetadata(metadata);
     }
 
+    // --- Persistent history and remote changes ---
+
+    // The history transactions of the stores that keep history, oldest first per store: with a
+    // token, those of its store written after it; without, all of every store.
+    std::vector<PersistentHistoryTransaction> fetchHistory(
+        const std::optional<PersistentHistoryToken>& after = std::nullopt) const;
+    // Deletes the history transactions recorded before `date` in every store.
+    void deleteHistory(Date before);
+    // Deletes the history of the token's store up to and including the transaction it names.
+    void deleteHistory(const PersistentHistoryToken& through);
+    // The token of the latest transaction recorded in `store`.
+    PersistentHistoryToken currentPersistentHistoryToken(PersistentStore& store) const {
+        return store.currentHistoryToken();
+    }
+
+    // How often the stores are checked for remote changes (seconds).
+    TimeInterval remoteChangeInterval() const;
+    void setRemoteChangeInterval(TimeInterval seconds);
+    // Checks for remote changes now, on the calling thread, instead of waiting for the timer.
+    void checkForRemoteChanges();
+
     // The ID that a URI representation names: nothing for a malformed URI, a temporary one, one
     // of a store this coordinator does not have, an unknown entity, or a row that does not exist
     // (such as a deleted object's).
@@ -105,6 +153,7 @@ class PersistentStoreCoordinator {
     std::shared_ptr<const MigrationPlan> plan_;
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<PersistentStore>> stores_;
+    std::shared_ptr<RemoteChangeMonitor> monitor_;
 };
 
 }  // namespace dovrel::store

@@ -16,9 +16,14 @@ class PersistentStoreDescription {
     // Options (all booleans, false when absent).
     // Keep a log of the transactions written to the store.
     static constexpr const char* kPersistentHistoryTrackingKey = "NSPersistentHistoryTrackingKey";
-    // Announce writes made by another process.
+    // Announce writes made by another process (or another coordinator): the coordinator posts
+    // its remote-change notification (see PersistentStoreCoordinator).
     static constexpr const char* kRemoteChangeNotificationPostOptionKey =
         "NSPersistentStoreRemoteChangeNotificationPostOptionKey";
+    // With history tracking: delete history transactions older than this many seconds (a number)
+    // whenever a save records one. Absent: history is kept until deleteHistory is called.
+    static constexpr const char* kPersistentHistoryMaximumAgeOptionKey =
+        "DovrelPersistentHistoryMaximumAge";
     // Commit with PRAGMA synchronous=FULL (a commit survives power loss) instead of the default
     // NORMAL (a commit survives a crash of the process; WAL keeps the file consistent either way).
     static constexpr const char* kFullSynchronousOptionKey = "DovrelSQLiteFullSynchronousOption";

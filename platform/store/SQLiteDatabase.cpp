@@ -1,5 +1,9 @@
 #include "platform/store/SQLiteDatabase.h"
 
+#include <algorithm>
+#include <random>
+#include <thread>
+
 #include "platform/foundation/Error.h"
 
 namespace dovrel::store {
@@ -23,6 +27,29 @@ SQLiteDatabase::SQLiteDatabase(const std::filesystem::path& path, bool create) {
         throwSQLite(code, message + " (" + path.string() + ")");
     }
     sqlite3_extended_result_codes(raw, 0);
+}
+
+void SQLiteDatabase::setBusyTimeout(std::chrono::milliseconds timeout) {
+    busyTimeout_ = timeout;
+    sqlite3_busy_timeout(db_.get(), static_cast<int>(timeout.count()));
+}
+
+int SQLiteDatabase::retryWhileBusy(const std::function<int()>& attempt) const {
+    const auto deadline = std::chrono::steady_clock::now() + busyTimeout_;
+    // Pauses grow from a millisecond to 32, with jitter so that two processes that collided do
+    // not collide again in step.
+    thread_local std::minstd_rand random(std::random_device{}());
+    std::chrono::microseconds pause(1000);
+    for (;;) {
+        const int code = attempt();
+        if ((code != SQLITE_BUSY && code != SQLITE_LOCKED) ||
+            std::chrono::steady_clock::now() >= deadline) {
+            return code;
+        }
+        const auto jitter = std::chrono::microseconds(random() % (pause.count() / 2 + 1));
+        std::this_thread::sleep_for(pause + jitter);
+        pause = std::min<std::chrono::microseconds>(pause * 2, std::chrono::milliseconds(32));
+    }
 }
 
 void SQLiteDatabase::fail(int code) const {
@@ -125,15 +152,27 @@ void SQLiteDatabase::Statement::bindText(int index, std::string_view text) {
 }
 
 bool SQLiteDatabase::Statement::step() {
-    const int code = sqlite3_step(statement_.get());
+    sqlite3_stmt* s = statement_.get();
+    int code = sqlite3_step(s);
+    if ((code == SQLITE_BUSY || code == SQLITE_LOCKED) && !returnedRow_ &&
+        sqlite3_txn_state(database_->handle(), nullptr) == SQLITE_TXN_NONE) {
+        // Without a transaction under way a failed statement left nothing behind: start it
+        // again.
+        code = database_->retryWhileBusy([s] {
+            sqlite3_reset(s);
+            return sqlite3_step(s);
+        });
+    }
     if (code == SQLITE_ROW) {
+        returnedRow_ = true;
         database_->rowsRead_.fetch_add(1, std::memory_order_relaxed);
         return true;
     }
     if (code == SQLITE_DONE) {
         return false;
     }
-    sqlite3_reset(statement_.get());
+    sqlite3_reset(s);
+    returnedRow_ = false;
     database_->fail(code);
 }
 
@@ -143,6 +182,7 @@ void SQLiteDatabase::Statement::run() {
 }
 
 void SQLiteDatabase::Statement::reset() {
+    returnedRow_ = false;
     sqlite3_reset(statement_.get());
     sqlite3_clear_bindings(statement_.get());
 }

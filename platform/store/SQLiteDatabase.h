@@ -3,8 +3,10 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,6 +17,13 @@ namespace dovrel::store {
 
 // A thin RAII layer over one SQLite connection, used by the SQLite store. Every failure throws
 // dovrel::Error in the domain "SQLite" with SQLite's result code and message.
+//
+// Busy files. With a busy timeout set, SQLite itself waits for other connections' locks; where
+// it still answers SQLITE_BUSY or SQLITE_LOCKED without having waited (a write-ahead log being
+// recovered or restarted by another process at that moment), a statement that has no
+// transaction under way (not even a deferred one's read) and has not returned a row yet is started
+// again after a short, growing pause, until the busy timeout has passed. Only then does the busy
+// error reach the caller.
 class SQLiteDatabase {
   public:
     class Statement;
@@ -25,6 +34,14 @@ class SQLiteDatabase {
     SQLiteDatabase& operator=(const SQLiteDatabase&) = delete;
 
     sqlite3* handle() const noexcept { return db_.get(); }
+
+    // How long a statement waits for another connection's lock (also SQLite's own busy timeout).
+    void setBusyTimeout(std::chrono::milliseconds timeout);
+    std::chrono::milliseconds busyTimeout() const noexcept { return busyTimeout_; }
+    // Runs `attempt` (which returns an SQLite result code) again after a short, growing pause
+    // while it answers SQLITE_BUSY or SQLITE_LOCKED and the busy timeout has not passed since the
+    // first try; returns the last result code.
+    int retryWhileBusy(const std::function<int()>& attempt) const;
 
     // Runs one or more statements that return nothing of interest.
     void execute(const std::string& sql);
@@ -70,6 +87,9 @@ class SQLiteDatabase {
         };
         std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
         SQLiteDatabase* database_ = nullptr;
+        // Whether a row has come back since the last reset (a busy statement is then not
+        // started again).
+        bool returnedRow_ = false;
     };
 
   private:
@@ -77,6 +97,7 @@ class SQLiteDatabase {
         void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
     };
     std::unique_ptr<sqlite3, Closer> db_;
+    std::chrono::milliseconds busyTimeout_{0};
     std::atomic<std::uint64_t> rowsRead_{0};
     std::vector<std::pair<std::string, std::unique_ptr<Statement>>> cache_;
 };
