@@ -8,6 +8,7 @@
 #include <limits>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -460,7 +461,13 @@ TEST_F(HabitProgressCalculatorTest, HistoriesScoreAsTheIndependentScriptComputed
     std::ifstream file(std::string(DOVREL_TEST_DATA_DIR) + "/progress/expected.json");
     ASSERT_TRUE(file.is_open());
     const nlohmann::json expected = nlohmann::json::parse(file);
-    ASSERT_GE(expected.at("cases").size(), 10u);
+    ASSERT_GE(expected.at("cases").size(), 18u);
+    std::size_t askedInstants = 0;
+    for (const nlohmann::json& testCase : expected.at("cases")) {
+        askedInstants += testCase.at("asked").size();
+    }
+    // Every day of every history is asked for, not only a few chosen instants.
+    ASSERT_GE(askedInstants, 2000u);
     for (const nlohmann::json& testCase : expected.at("cases")) {
         SCOPED_TRACE(testCase.at("name").get<std::string>());
         const ScopedRegion region(testCase.at("zone").get<std::string>());
@@ -476,7 +483,20 @@ TEST_F(HabitProgressCalculatorTest, HistoriesScoreAsTheIndependentScriptComputed
         if (!dates.empty()) {
             last = *std::max_element(dates.begin(), dates.end());
         }
-        std::vector<Date> lastFive = dates;
+        // The asked instants leave no calendar day of the history out.
+        if (!dates.empty()) {
+            std::set<double> askedDays;
+            for (const nlohmann::json& asked : testCase.at("asked")) {
+                askedDays.insert(
+                    onlyDay(Date(asked.at("on").get<double>())).timeIntervalSinceReferenceDate());
+            }
+            const auto [first, latest] = std::minmax_element(dates.begin(), dates.end());
+            for (Date day = onlyDay(*first); day <= *latest; day = onlyDay(dateInDays(day, 1))) {
+                EXPECT_TRUE(askedDays.contains(day.timeIntervalSinceReferenceDate()))
+                    << "no asked instant on the day starting at "
+                    << day.timeIntervalSinceReferenceDate();
+            }
+        }
         for (const nlohmann::json& asked : testCase.at("asked")) {
             const Date on(asked.at("on").get<double>());
             SCOPED_TRACE(on.timeIntervalSinceReferenceDate());

@@ -10,13 +10,17 @@ wall-clock times in that zone. For each case the file holds the checkmark instan
 2001-01-01 00:00:00 UTC), the score over the whole history (unrounded), and for each asked instant
 the score on that instant (rounded up) and the continuation of the whole-history score from the
 latest checkmark to that instant (rounded up and unrounded).
+
+Besides the few instants named by hand, every case is asked on every local calendar day from the
+day before its first checkmark to three days after its last one (a day's first and last minute and
+its noon; noon only for the long random histories), so each day of each history is checked.
 """
 
 import json
 import math
 import os
 import random
-from datetime import datetime, timedelta
+from datetime import date, datetime, timedelta
 from zoneinfo import ZoneInfo
 
 REFERENCE_DATE = 978307200  # 2001-01-01 00:00:00 UTC in seconds since 1970
@@ -103,8 +107,27 @@ def on_date(zone, dates, times, days, on):
     return math.ceil(continuation(zone, p, last, times, days, on))
 
 
-def case(name, zone, times, days, checkmarks, asked):
+EVERY_DAY_TIMES = ["00:00:30", "12:00:00", "23:59:30"]
+
+
+def every_day(checkmarks, times, first=None, last=None):
+    """Local wall-clock texts at `times` on every day from the day before the first checkmark (or
+    `first`) to three days after the last one (or `last`)."""
+    days_of = sorted(date.fromisoformat((c[0] if isinstance(c, tuple) else c)[:10])
+                     for c in checkmarks)
+    first = date.fromisoformat(first) if first else days_of[0] - timedelta(days=1)
+    last = date.fromisoformat(last) if last else days_of[-1] + timedelta(days=3)
+    result = []
+    day = first
+    while day <= last:
+        result.extend(f"{day.isoformat()} {t}" for t in times)
+        day += timedelta(days=1)
+    return result
+
+
+def case(name, zone, times, days, checkmarks, asked, daily_times=None, first=None, last=None):
     dates = [instant(zone, *c) if isinstance(c, tuple) else instant(zone, c) for c in checkmarks]
+    asked = asked + every_day(checkmarks, daily_times or EVERY_DAY_TIMES, first, last)
     asked_dates = [instant(zone, a) for a in asked]
     p = whole_history(zone, dates, times, days)
     last = max(dates) if dates else None
@@ -139,7 +162,7 @@ def random_history(name, zone, times, days, seed, count, span_days, start="2023-
         for d, h in [(-1, 12), (span_days // 3, 9), (span_days // 2, 23), (span_days - 1, 20),
                      (span_days, 1), (span_days + 1, 12), (span_days + 30, 12)]
     ]
-    return case(name, zone, times, days, checkmarks, asked)
+    return case(name, zone, times, days, checkmarks, asked, daily_times=["12:00:00"])
 
 
 def main():
@@ -175,7 +198,21 @@ def main():
              ["2024-03-29 23:50:00", "2024-03-31 00:10:00", "2024-03-31 23:59:59",
               "2024-04-03 04:00:00"],
              ["2024-03-31 03:30:00", "2024-04-05 12:00:00"]),
-        case("no checkmarks", ny, 1, 1, [], ["2024-01-01 00:00:00", "2030-01-01 00:00:00"]),
+        case("no checkmarks", ny, 1, 1, [], ["2024-01-01 00:00:00", "2030-01-01 00:00:00"],
+             first="2024-03-08", last="2024-03-12"),
+        case("1/7 with a gap across the spring-forward night", ny, 1, 7,
+             ["2024-03-06 07:00:00", "2024-03-07 21:00:00", "2024-03-12 07:00:00"],
+             ["2024-03-10 03:00:00", "2024-03-20 12:00:00"]),
+        case("2/1 across the fall-back night", ny, 2, 1,
+             ["2024-11-01 09:00:00", "2024-11-02 23:00:00", "2024-11-03 23:00:00",
+              "2024-11-05 00:30:00"],
+             ["2024-11-03 01:30:00", "2024-11-06 12:00:00"]),
+        case("23:59 and 00:01 on the fall-back night", ny, 1, 1,
+             ["2024-11-01 12:00:00", "2024-11-02 23:59:00", "2024-11-03 00:01:00"],
+             ["2024-11-03 00:00:30", "2024-11-03 23:59:59"]),
+        case("23:59 and 00:01 two days later across the spring-forward night", ny, 1, 1,
+             ["2024-03-08 12:00:00", "2024-03-09 23:59:00", "2024-03-11 00:01:00"],
+             ["2024-03-10 23:59:59", "2024-03-11 00:00:30"]),
     ]
     for times, days, seed in [(1, 1, 1), (3, 7, 2), (1, 7, 3), (2, 1, 4)]:
         cases.append(random_history(f"random history {times}/{days}", ny, times, days, seed,
@@ -183,9 +220,11 @@ def main():
     cases.append(random_history("dense random history 1/1", ny, 1, 1, 5, count=400,
                                 span_days=120))
     output = os.path.join(os.path.dirname(os.path.abspath(__file__)), "expected.json")
+    # One case per line keeps the file small and its diffs readable.
     with open(output, "w", encoding="utf-8") as file:
-        json.dump({"cases": cases}, file, indent=1)
-        file.write("\n")
+        file.write('{"cases": [\n')
+        file.write(",\n".join(json.dumps(c, separators=(",", ":")) for c in cases))
+        file.write("\n]}\n")
 
 
 if __name__ == "__main__":
