@@ -5,6 +5,7 @@
 #include "DovrelFoundation/ContextExtensions.h"
 #include "DovrelFoundation/LastFivePerformingDates.h"
 #include "platform/foundation/Clock.h"
+#include "platform/foundation/Color.h"
 #include "tests/DovrelFoundation/HabitStore.h"
 #include "tests/support/CivilDate.h"
 #include "tests/support/ScopedRegion.h"
@@ -96,6 +97,53 @@ TEST_F(HabitNextReminderTest, OnTheDaySummerTimeBeginsTheReminderIsAnHourLateOnT
     // 2024-03-10 starts at 00:00 EST; nine hours later it is 10:00 EDT (14:00 UTC).
     auto habit = makeHabit(RepeatInterval(1, 1));
     EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 3, 10, 0, 30)), civilDate(2024, 3, 10, 14));
+}
+
+TEST_F(HabitNextReminderTest, OnTheDaySummerTimeEndsTheReminderIsAnHourEarlyOnTheClock) {
+    // 2024-11-03 starts at 00:00 EDT; nine hours later it is 08:00 EST (13:00 UTC).
+    auto habit = makeHabit(RepeatInterval(1, 1));
+    EXPECT_EQ(nextReminderAt(*habit, civilDate(2024, 11, 3, 0, 30, 0, -4.0)),
+              civilDate(2024, 11, 3, 13));
+}
+
+TEST_F(HabitNextReminderTest, OnlyTheTimeOfDayOfTheRemindTimeCounts) {
+    auto habit = makeHabit(RepeatInterval(1, 1));
+    // 09:00 in summer time years ago, and 09:00 yesterday.
+    for (const Date remindTime :
+         {civilDate(2019, 7, 4, 9, 0, 0, -4.0), newYork(2024, 1, 7, 9), newYork(2001, 1, 1, 9)}) {
+        habit->setRemindTime(remindTime);
+        EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 8)), newYork(2024, 1, 8, 9));
+        EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 10)), newYork(2024, 1, 9, 9));
+    }
+}
+
+TEST_F(HabitNextReminderTest, WithoutRemindOrRemindTimeOrIntervalThereIsNoReminderWhateverElse) {
+    // Every other field is set, checkmarks and their cache included.
+    auto full = [this] {
+        auto habit = makeHabit(RepeatInterval(3, 7));
+        habit->toggleCheckmark(newYork(2024, 1, 5, 7));
+        habit->toggleCheckmark(newYork(2024, 1, 6, 7));
+        habit->setColor(Color::rgb(0.2, 0.4, 0.6));
+        habit->setQuestion("Did you stretch?");
+        return habit;
+    };
+    const Date instants[] = {newYork(2024, 1, 8, 8), newYork(2024, 1, 8, 9),
+                             newYork(2024, 1, 20, 23, 59), newYork(2019, 5, 1)};
+
+    auto off = full();
+    ASSERT_TRUE(off->lastFivePerformingDates().has_value());
+    off->setRemind(false);
+    auto noTime = full();
+    noTime->setRemindTime(std::nullopt);
+    auto noInterval = full();
+    noInterval->setRepeatInterval(std::nullopt);
+    for (const Date now : instants) {
+        EXPECT_FALSE(nextReminderAt(*off, now));
+        EXPECT_FALSE(nextReminderAt(*noTime, now));
+        EXPECT_FALSE(nextReminderAt(*noInterval, now));
+    }
+    // The same habit with all three has a reminder.
+    EXPECT_TRUE(nextReminderAt(*full(), newYork(2024, 1, 8, 8)));
 }
 
 TEST_F(HabitNextReminderTest, WithoutReminderTimeOrIntervalThereIsNoReminder) {

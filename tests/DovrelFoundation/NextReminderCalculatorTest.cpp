@@ -68,6 +68,26 @@ TEST_F(NextReminderCalculatorTest, AResumeDayOfTodayWithThePassedTimeMovesOneDay
               kyivWinter(2024, 1, 11, 9));
 }
 
+TEST_F(NextReminderCalculatorTest, OnlyTheTimeOfDayOfTheReminderTimeCounts) {
+    // 09:00 on days long past, in winter and in summer time, and yesterday: all are 09:00 today.
+    const Date reminderTimes[] = {kyivWinter(2024, 1, 9, 9), kyivSummer(2021, 7, 15, 9),
+                                  kyivWinter(2003, 2, 1, 9), kyivWinter(2019, 12, 3, 9)};
+    for (const Date reminderTime : reminderTimes) {
+        SCOPED_TRACE(reminderTime.timeIntervalSinceReferenceDate());
+        EXPECT_EQ(NextReminderCalculator::nextReminder(kyivWinter(2024, 1, 10, 8), reminderTime, 1,
+                                                       std::nullopt),
+                  kyivWinter(2024, 1, 10, 9));
+        EXPECT_EQ(NextReminderCalculator::nextReminder(kyivWinter(2024, 1, 10, 8), reminderTime, 2,
+                                                       kyivWinter(2024, 1, 10)),
+                  kyivWinter(2024, 1, 12, 9));
+    }
+    // Minutes and seconds of the time of day count too.
+    EXPECT_EQ(
+        NextReminderCalculator::nextReminder(
+            kyivWinter(2024, 1, 10, 8), kyivSummer(2020, 8, 1, 21, 45) + 30.0, 1, std::nullopt),
+        kyivWinter(2024, 1, 10, 21, 45) + 30.0);
+}
+
 TEST_F(NextReminderCalculatorTest, SkipDaysAreCalendarDaysAcrossAClockChange) {
     // Kyiv moves to summer time on 2024-03-31: the 31st has 23 hours, yet seven days after
     // Monday the 25th's start is Monday 1 April's start.
