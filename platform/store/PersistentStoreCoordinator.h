@@ -36,20 +36,22 @@ class RemoteChangeMonitor;
 // as it was.
 //
 // Remote changes. The coordinator watches its stores that keep history or have
-// kRemoteChangeNotificationPostOptionKey for commits made through other connections
-// to their files (another process, or another coordinator in this process): every
-// remoteChangeInterval() (25 ms unless set) a timer on a queue of its own compares each store's
-// data version (PRAGMA data_version), and only when it changed reads the history transactions
-// written since the last check, leaving out the coordinator's own. Its contexts that merge
-// automatically (ManagedObjectContext::automaticallyMergesChangesFromParent) then merge those
-// changes on their own queues, as they merge the saves of sibling contexts. For a store with
+// kRemoteChangeNotificationPostOptionKey for commits made through other connections to their files
+// (another process, or another coordinator in this process): every remoteChangeInterval() (25 ms
+// unless set) a timer on a queue of its own compares each store's data version (PRAGMA
+// data_version), and only when it changed reads the history transactions written since the last
+// check, leaving out the coordinator's own. Its contexts that merge automatically
+// (ManagedObjectContext::automaticallyMergesChangesFromParent) then merge those changes on their
+// own queues, as they merge the saves of sibling contexts. For a store with
 // kRemoteChangeNotificationPostOptionKey it also posts kPersistentStoreRemoteChangeNotification,
-// with the coordinator as sender, on the timer's queue (observers hop to their own queue), with
-// kPersistentStoreURLKey (std::filesystem::path) and, for a store that keeps history,
+// with the coordinator as sender, on the timer's queue (observers hop to their own queue with async
+// and never wait there for another queue: the coordinator's destructor waits for a check under
+// way), with kPersistentStoreURLKey (std::filesystem::path) and, for a store that keeps history,
 // kPersistentHistoryTokenKey (PersistentHistoryToken of the latest remote transaction). A store
-// without history is announced too, but its changes cannot be told apart: contexts that merge
-// automatically then refresh every object of it they hold (as they do when history they had not
-// read yet was deleted meanwhile). The timer stops when the coordinator is destroyed.
+// with the option but without history is announced too, but its changes cannot be told apart:
+// contexts that merge automatically then refresh every object of it they hold (as they do when
+// history they had not read yet was deleted meanwhile). The timer stops when the coordinator is
+// destroyed.
 class PersistentStoreCoordinator {
   public:
     static constexpr const char* kPersistentStoreRemoteChangeNotification =

@@ -18,12 +18,12 @@ namespace dovrel::store {
 // A thin RAII layer over one SQLite connection, used by the SQLite store. Every failure throws
 // dovrel::Error in the domain "SQLite" with SQLite's result code and message.
 //
-// Busy files. With a busy timeout set, SQLite itself waits for other connections' locks; where
-// it still answers SQLITE_BUSY or SQLITE_LOCKED without having waited (a write-ahead log being
-// recovered or restarted by another process at that moment), a statement that has no
-// transaction under way (not even a deferred one's read) and has not returned a row yet is started
-// again after a short, growing pause, until the busy timeout has passed. Only then does the busy
-// error reach the caller.
+// Busy files. With a busy timeout set, SQLite itself waits for other connections' locks; where it
+// still answers SQLITE_BUSY or SQLITE_LOCKED without having waited (a write-ahead log being
+// recovered or restarted by another process at that moment), a statement that has no transaction
+// under way (not even a deferred one's read) and has not returned a row yet is started again after
+// a short, growing pause, until the busy timeout has passed. Only then does the busy error reach
+// the caller.
 class SQLiteDatabase {
   public:
     class Statement;
