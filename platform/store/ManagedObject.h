@@ -11,6 +11,7 @@
 
 #include "platform/store/EntityDescription.h"
 #include "platform/store/ManagedObjectID.h"
+#include "platform/store/MemberList.h"
 #include "platform/store/Value.h"
 
 namespace dovrel::store {
@@ -119,7 +120,7 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     std::vector<Value> values_;
     std::vector<std::optional<ManagedObjectID>> toOne_;
     // Per to-many slot: the member IDs, or nothing while not loaded.
-    std::vector<std::optional<std::vector<ManagedObjectID>>> toMany_;
+    std::vector<std::optional<MemberList>> toMany_;
     // The committed state, kept from the first change until the next save or rollback.
     std::unique_ptr<Snapshot> committed_;
     std::vector<bool> changedAttributes_;

@@ -213,7 +213,7 @@ std::shared_ptr<ManagedObject> ManagedObjectContext::insertNewObject(
         object->values_.push_back(attribute.defaultValue);
     }
     object->toOne_.assign(entity->toOneCount(), std::nullopt);
-    object->toMany_.assign(entity->toManyCount(), std::vector<ManagedObjectID>());
+    object->toMany_.assign(entity->toManyCount(), MemberList());
     temporary_.emplace(object->id_.primaryKey(), object.get());
     inserted_.push_back(object);
     markPending(*object, kPendingInsert);
@@ -389,7 +389,7 @@ void ManagedObjectContext::removeMember(const ManagedObjectID& owner,
     auto ownerObject = object(owner);
     willChange(*ownerObject, false);
     if (auto& members = ownerObject->toMany_[toMany.slot]) {
-        std::erase(*members, member);
+        members->remove(member);
     }
 }
 
@@ -399,9 +399,7 @@ void ManagedObjectContext::addMember(const ManagedObjectID& owner,
     auto ownerObject = object(owner);
     willChange(*ownerObject, false);
     if (auto& members = ownerObject->toMany_[toMany.slot]) {
-        if (std::find(members->begin(), members->end(), member) == members->end()) {
-            members->push_back(member);
-        }
+        members->add(member);
     }
 }
 
@@ -452,15 +450,16 @@ void ManagedObjectContext::setToOne(ManagedObject& source,
 
 void ManagedObjectContext::loadToMany(ManagedObject& owner,
                                       const RelationshipDescription& relationship) {
-    std::vector<ManagedObjectID> members;
+    std::vector<ManagedObjectID> stored;
     if (!owner.id_.isTemporaryID()) {
         if (auto store = coordinator_->persistentStore(owner.id_.storeUUID())) {
             for (std::int64_t key : store->fetchRelatedKeys(relationship, owner.id_.primaryKey())) {
-                members.push_back(ManagedObjectID::permanent(*relationship.destinationEntity,
-                                                             owner.id_.storeUUID(), key));
+                stored.push_back(ManagedObjectID::permanent(*relationship.destinationEntity,
+                                                            owner.id_.storeUUID(), key));
             }
         }
     }
+    MemberList members(std::move(stored));
     // Unsaved changes of the members' side decide over what the store says.
     const RelationshipDescription& inverse = *relationship.inverseRelationship;
     for (const auto* list : {&inserted_, &updated_, &deleted_}) {
@@ -469,10 +468,10 @@ void ManagedObjectContext::loadToMany(ManagedObject& owner,
                 !(changed->inserted_ || changed->updated_ || changed->deleted_)) {
                 continue;
             }
-            std::erase(members, changed->id_);
+            members.remove(changed->id_);
             if (!changed->deleted_ && !changed->fault_ &&
                 changed->toOne_[inverse.slot] == owner.id_) {
-                members.push_back(changed->id_);
+                members.add(changed->id_);
             }
         }
     }
@@ -602,6 +601,7 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
             auto rows = store->fetchRows(*entity, where, bindings, request.sortDescriptors(),
                                          inMemory ? 0 : request.fetchLimit(), keysOnly);
             results.reserve(results.size() + rows.size());
+            registered_.reserve(registered_.size() + rows.size());
             for (auto& row : rows) {
                 results.push_back(registerRow(*entity, *store, std::move(row), keysOnly));
             }
@@ -1050,9 +1050,7 @@ void ManagedObjectContext::save() {
             }
             for (auto& members : object->toMany_) {
                 if (members) {
-                    for (auto& member : *members) {
-                        rewrite(member);
-                    }
+                    members->rewriteEach(rewrite);
                 }
             }
         }
