@@ -1055,9 +1055,13 @@ void ManagedObjectContext::save() {
             }
         }
     }
+    // With nobody listening the did-save notification has no reader: its sets are not built.
+    const bool observed = NotificationCenter::defaultCenter().observerCount() > 0;
     ObjectIDSet insertedIDs, updatedIDs, deletedIDs;
-    insertedIDs.reserve(inserted_.size());
-    updatedIDs.reserve(updated_.size());
+    if (observed) {
+        insertedIDs.reserve(inserted_.size());
+        updatedIDs.reserve(updated_.size());
+    }
     temporary_.clear();
     registered_.reserve(registered_.size() + inserted_.size());
     for (auto& object : inserted_) {
@@ -1067,7 +1071,9 @@ void ManagedObjectContext::save() {
         object->assignedStore_ = nullptr;
         registered_.emplace(object->id_, object);
         clearChangeState(*object);
-        insertedIDs.insert(object->id_);
+        if (observed) {
+            insertedIDs.insert(object->id_);
+        }
     }
     for (auto& update : staged) {
         update.object->version_ = update.version;
@@ -1075,7 +1081,9 @@ void ManagedObjectContext::save() {
     }
     for (auto& object : updated_) {
         clearChangeState(*object);
-        updatedIDs.insert(object->id_);
+        if (observed) {
+            updatedIDs.insert(object->id_);
+        }
     }
     for (auto& update : staged) {
         if (update.conflicted) {
@@ -1087,11 +1095,16 @@ void ManagedObjectContext::save() {
         object->deleted_ = false;
         registered_.erase(object->id_);
         object->context_ = nullptr;
-        deletedIDs.insert(object->id_);
+        if (observed) {
+            deletedIDs.insert(object->id_);
+        }
     }
     inserted_.clear();
     updated_.clear();
     deleted_.clear();
+    if (!observed) {
+        return;
+    }
     // Built by moving: an initializer list would copy every set.
     std::map<std::string, std::any> userInfo;
     userInfo.emplace(kInsertedObjectIDsKey, std::move(insertedIDs));
