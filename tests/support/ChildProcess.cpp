@@ -137,4 +137,11 @@ int ChildProcess::wait() {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
 }
 
+int ChildProcess::kill() {
+    if (pid_ > 0) {
+        ::kill(pid_, SIGKILL);
+    }
+    return wait();
+}
+
 }  // namespace dovrel::testing

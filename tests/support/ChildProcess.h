@@ -29,6 +29,9 @@ class ChildProcess {
     std::optional<std::string> readLine(std::chrono::milliseconds timeout);
     // Waits for the child to end; its exit code, or 128 + the signal number.
     int wait();
+    // Kills the child with SIGKILL and waits for it; wait()'s answer (128 + 9 unless it had
+    // already ended).
+    int kill();
 
   private:
     pid_t pid_ = -1;

@@ -1,19 +1,22 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "tests/platform/store/StoreTestModel.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/ScopedEnvironment.h"
 
 namespace dovrel::store {
 namespace {
 
+using dovrel::testing::ChildProcess;
+using dovrel::testing::ScopedEnvironment;
 using testing::makeLoadedContainer;
 using testing::makeTestModel;
 using testing::TemporaryDirectory;
@@ -71,46 +74,23 @@ TEST(StoreCrashSafetyIntegration, SIGKILLDuringALargeSaveLeavesAllOrNothing) {
         std::filesystem::remove(file);
         std::filesystem::remove(file.string() + "-wal");
         std::filesystem::remove(file.string() + "-shm");
-        int pipeFds[2];
-        ASSERT_EQ(::pipe(pipeFds), 0);
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::dup2(pipeFds[1], STDOUT_FILENO);
-            ::close(pipeFds[0]);
-            ::close(pipeFds[1]);
-            ::setenv(kChildStoreVariable, file.c_str(), 1);
-            ::execl("/proc/self/exe", "platform_store_tests",
-                    "--gtest_filter=StoreCrashSafetyIntegration.ChildWritesALargeSave",
-                    static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        ::close(pipeFds[1]);
-        std::string output;
-        char buffer[256];
-        while (output.find("saving\n") == std::string::npos) {
-            const ssize_t size = ::read(pipeFds[0], buffer, sizeof buffer);
-            if (size <= 0) {
-                break;
+        {
+            ScopedEnvironment storeForChild(kChildStoreVariable, file.string());
+            ChildProcess child(
+                {"/proc/self/exe",
+                 "--gtest_filter=StoreCrashSafetyIntegration.ChildWritesALargeSave"});
+            std::optional<std::string> line;
+            while ((line = child.readLine(std::chrono::seconds(60))) && *line != "saving") {
             }
-            output.append(buffer, static_cast<std::size_t>(size));
-        }
-        ASSERT_NE(output.find("saving\n"), std::string::npos) << output;
-        if (delayMilliseconds >= 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(delayMilliseconds));
-        } else {
-            while (output.find("saved\n") == std::string::npos) {
-                const ssize_t size = ::read(pipeFds[0], buffer, sizeof buffer);
-                if (size <= 0) {
-                    break;
+            ASSERT_EQ(line, "saving");
+            if (delayMilliseconds >= 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(delayMilliseconds));
+            } else {
+                while ((line = child.readLine(std::chrono::seconds(60))) && *line != "saved") {
                 }
-                output.append(buffer, static_cast<std::size_t>(size));
             }
+            EXPECT_EQ(child.kill(), 128 + SIGKILL);
         }
-        ::kill(child, SIGKILL);
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        ::close(pipeFds[0]);
-        EXPECT_TRUE(WIFSIGNALED(status));
 
         // The store opens through the container as well as directly.
         std::optional<Error> error;

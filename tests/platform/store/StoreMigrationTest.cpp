@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -16,10 +16,14 @@
 #include "platform/store/PersistentStoreCoordinator.h"
 #include "platform/store/StoreError.h"
 #include "tests/platform/store/StoreTestModel.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/ScopedEnvironment.h"
 
 namespace dovrel::store {
 namespace {
 
+using dovrel::testing::ChildProcess;
+using dovrel::testing::ScopedEnvironment;
 using testing::TemporaryDirectory;
 
 // Two versions of a small model of owners and their entries.
@@ -326,35 +330,16 @@ TEST(StoreMigrationIntegration, SIGKILLHalfWayLeavesTheOriginalAndTheNextOpenMig
     writeVersion1Store(file, 1000);
     const std::string bytes = readFile(file);
 
-    int pipeFds[2];
-    ASSERT_EQ(::pipe(pipeFds), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::dup2(pipeFds[1], STDOUT_FILENO);
-        ::close(pipeFds[0]);
-        ::close(pipeFds[1]);
-        ::setenv(kChildStoreVariable, file.c_str(), 1);
-        ::execl("/proc/self/exe", "platform_store_tests",
-                "--gtest_filter=StoreMigrationIntegration.ChildMigratesUntilKilled",
-                static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
-    ::close(pipeFds[1]);
-    std::string output;
-    char buffer[256];
-    while (output.find("halfway\n") == std::string::npos) {
-        const ssize_t size = ::read(pipeFds[0], buffer, sizeof buffer);
-        if (size <= 0) {
-            break;
+    {
+        ScopedEnvironment storeForChild(kChildStoreVariable, file.string());
+        ChildProcess child({"/proc/self/exe",
+                            "--gtest_filter=StoreMigrationIntegration.ChildMigratesUntilKilled"});
+        std::optional<std::string> line;
+        while ((line = child.readLine(std::chrono::seconds(60))) && *line != "halfway") {
         }
-        output.append(buffer, static_cast<std::size_t>(size));
+        ASSERT_EQ(line, "halfway");
+        EXPECT_EQ(child.kill(), 128 + SIGKILL);
     }
-    ::kill(child, SIGKILL);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    ::close(pipeFds[0]);
-    ASSERT_NE(output.find("halfway\n"), std::string::npos) << output;
-    EXPECT_TRUE(WIFSIGNALED(status));
     // The killed migration was writing its new file beside the store.
     EXPECT_TRUE(filesIn(directory.path()).contains("Test.sqlite.migration"));
     EXPECT_EQ(readFile(file), bytes);
