@@ -28,6 +28,8 @@
 #include "DovrelFoundation/HabitModel.h"
 #include "DovrelFoundation/Performing.h"
 #include "DovrelFoundation/ValueTransformers.h"
+#include "bench/support/BenchFolder.h"
+#include "bench/support/CollectingReporter.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/RegionOverrides.h"
 #include "platform/store/PersistentContainer.h"
@@ -35,31 +37,15 @@
 
 namespace {
 
+using dovrel::bench::CollectingReporter;
+using dovrel::bench::Timing;
+
 using dovrel::Date;
 using dovrel::Habit;
 
 constexpr double kDay = 86400.0;
 // 2015-01-01 00:00 UTC in seconds since 2001.
 constexpr double k2015 = 441763200.0;
-
-// Removes the folder with everything in it.
-class Folder {
-  public:
-    Folder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "dovrel-bench-XXXXXX");
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 std::unique_ptr<dovrel::store::PersistentContainer> openContainer(
     const std::filesystem::path& file) {
@@ -113,7 +99,7 @@ std::vector<Date> daily(std::size_t days) {
 }
 
 struct Stores {
-    Folder folder;
+    dovrel::bench::BenchFolder folder;
     std::unique_ptr<dovrel::store::PersistentContainer> container;
     std::shared_ptr<Habit> small;
     std::shared_ptr<Habit> large;
@@ -121,9 +107,16 @@ struct Stores {
     Date today;
 };
 
+// The stores live from the first use to the end of main, which removes their folder.
+std::unique_ptr<Stores>& storesHolder() {
+    static std::unique_ptr<Stores> made;
+    return made;
+}
+
 Stores& stores() {
-    static Stores* made = [] {
-        auto* result = new Stores;
+    auto& made = storesHolder();
+    if (!made) {
+        auto result = std::make_unique<Stores>();
         const auto file = result->folder.path() / "Habit.sqlite";
         {
             auto container = openContainer(file);
@@ -144,8 +137,8 @@ Stores& stores() {
         result->large = fetchNamed("large");
         result->tenYears = fetchNamed("ten years");
         result->today = Date(k2015 + 3650 * kDay + 12 * 3600.0);
-        return result;
-    }();
+        made = std::move(result);
+    }
     return *made;
 }
 
@@ -197,26 +190,6 @@ void toggleSavedFreshContext(benchmark::State& state) {
     }
 }
 
-struct Timing {
-    double cpu = 0;   // nanoseconds per iteration
-    double real = 0;  // nanoseconds per iteration
-};
-
-class CollectingReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-                const double toNanoseconds = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-                timings[run.benchmark_name()] = Timing{run.GetAdjustedCPUTime() * toNanoseconds,
-                                                       run.GetAdjustedRealTime() * toNanoseconds};
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, Timing> timings;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -259,5 +232,6 @@ int main(int argc, char** argv) {
                         found->second.real / 1e6, found->second.cpu / 1e6);
         }
     }
+    storesHolder().reset();
     return 0;
 }

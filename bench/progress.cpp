@@ -28,10 +28,14 @@
 #include "DovrelFoundation/HabitProgressCalculator.h"
 #include "DovrelFoundation/LastFivePerformingDates.h"
 #include "DovrelFoundation/RepeatInterval.h"
+#include "bench/support/CollectingReporter.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/RegionOverrides.h"
 
 namespace {
+
+using dovrel::bench::CollectingReporter;
+using dovrel::bench::Timing;
 
 using dovrel::Date;
 using dovrel::HabitProgressCalculator;
@@ -140,28 +144,6 @@ void habitToday(benchmark::State& state, std::size_t historySize) {
     }
     state.counters["history_reads"] = static_cast<double>(reads);
 }
-
-struct Timing {
-    double cpu = 0;   // nanoseconds of CPU time per iteration
-    double real = 0;  // nanoseconds of wall-clock time per iteration
-};
-
-// Keeps every benchmark's times per iteration while printing as usual.
-class CollectingReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-                const double toNanoseconds = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-                timings[run.benchmark_name()] = Timing{run.GetAdjustedCPUTime() * toNanoseconds,
-                                                       run.GetAdjustedRealTime() * toNanoseconds};
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    std::map<std::string, Timing> timings;
-};
 
 double firstCallMilliseconds(const std::vector<Date>& dates) {
     const auto start = std::chrono::steady_clock::now();

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <string>
 
+#include "bench/support/BenchFolder.h"
 #include "platform/store/FetchRequest.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/PersistentContainer.h"
@@ -42,19 +43,6 @@ std::shared_ptr<const ManagedObjectModel> benchModel() {
     static auto model = std::make_shared<ManagedObjectModel>("bench", std::move(entities));
     return model;
 }
-
-class Folder {
-  public:
-    Folder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "dovrel-bench-XXXXXX");
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    std::filesystem::path file(const std::string& name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 std::unique_ptr<PersistentContainer> open(const std::filesystem::path& file) {
     auto container = std::make_unique<PersistentContainer>("Bench", benchModel());
@@ -117,7 +105,7 @@ void BM_InsertAndSave100000Objects(benchmark::State& state) {
     double storeCPU = 0, rawCPU = 0;
     double storeTotal = 0, rawTotal = 0;
     for (auto _ : state) {
-        Folder folder;
+        dovrel::bench::BenchFolder folder;
         // Raw: prepared inserts in one transaction.
         open(folder.file("Raw.sqlite"));
         sqlite3* db = openRaw(folder.file("Raw.sqlite"));
@@ -157,7 +145,7 @@ BENCHMARK(BM_InsertAndSave100000Objects)
     ->Unit(benchmark::kMillisecond);
 
 void BM_Fetch100000ObjectsSortedByDate(benchmark::State& state) {
-    Folder folder;
+    dovrel::bench::BenchFolder folder;
     const auto file = folder.file("Fetch.sqlite");
     {
         open(file);
@@ -224,7 +212,7 @@ BENCHMARK(BM_Fetch100000ObjectsSortedByDate)
     ->Unit(benchmark::kMillisecond);
 
 void BM_ReadOneAttributeOf10000OwnersWith1000MembersEach(benchmark::State& state) {
-    Folder folder;
+    dovrel::bench::BenchFolder folder;
     const auto file = folder.file("Owners.sqlite");
     {
         open(file);

@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "bench/support/BenchFolder.h"
 #include "platform/store/EntityMigrationPolicy.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/MigrationManager.h"
@@ -90,19 +91,6 @@ std::shared_ptr<const MigrationPlan> plan() {
     return std::make_shared<MigrationPlan>(std::vector<ModelVersion>{
         {version1(), std::nullopt}, {version2(), MappingModel(std::move(mappings))}});
 }
-
-class Folder {
-  public:
-    Folder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "dovrel-bench-XXXXXX");
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    std::filesystem::path file(const std::string& name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 void writeVersion1Store(const std::filesystem::path& file) {
     PersistentContainer container("Bench", version1());
@@ -223,7 +211,7 @@ void sqlCopy(const std::filesystem::path& oldFile, const std::filesystem::path& 
 }
 
 void BM_Migrate10000OwnersWith50MembersEach(benchmark::State& state) {
-    Folder folder;
+    dovrel::bench::BenchFolder folder;
     const auto original = folder.file("Original.sqlite");
     writeVersion1Store(original);
     double migrationTotal = 0, plainTotal = 0, sqlTotal = 0;
