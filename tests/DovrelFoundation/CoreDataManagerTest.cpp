@@ -42,7 +42,7 @@ namespace {
 namespace fs = std::filesystem;
 using store::ManagedObject;
 using store::Value;
-using testing::CapturedLines;
+using testing::CapturedLog;
 using ::testing::ElementsAre;
 using testing::fileContents;
 using ::testing::HasSubstr;
@@ -228,7 +228,7 @@ class CoreDataManagerTest : public ::testing::Test {
     std::shared_ptr<RecordingAnalyticsService> recorder_ =
         std::make_shared<RecordingAnalyticsService>();
     std::shared_ptr<AnalyticsTracker> tracker_;
-    CapturedLines console_{CoreDataManager::kLoggerName};
+    CapturedLog console_{CoreDataManager::kLoggerName};
 };
 
 // ---- Created ----
@@ -827,7 +827,7 @@ TEST_F(CoreDataManagerTest, MergeWithoutASharedDefaultsSuiteStillReloadsWidgets)
     startApplication(manager, "Habit.sqlite", std::string("Old.sqlite"), &completions);
     // The suite's file cannot be made: a directory stands where it would be.
     fs::create_directories(groupContainer() / UserDefaults::kFileName / "blocked");
-    CapturedLines widgetLines(widgets::kWidgetsLoggerName);
+    CapturedLog widgetLines(widgets::kWidgetsLoggerName);
 
     EXPECT_EQ(merge(manager), std::nullopt);
 

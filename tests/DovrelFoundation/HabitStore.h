@@ -1,11 +1,8 @@
 #pragma once
 
-#include <spdlog/sinks/ostream_sink.h>
-
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +16,7 @@
 #include "platform/store/PersistentContainer.h"
 #include "platform/store/PersistentStoreDescription.h"
 #include "platform/widgets/WidgetCenter.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -82,28 +80,9 @@ class HabitStore {
 };
 
 // The lines written to the widgets logger while the object lives.
-class CapturedWidgetLog {
+class CapturedWidgetLog : public CapturedLog {
   public:
-    CapturedWidgetLog() : sink_(std::make_shared<spdlog::sinks::ostream_sink_mt>(stream_)) {
-        sink_->set_pattern("%v");
-        addLogDestination(widgets::kWidgetsLoggerName, sink_);
-    }
-    ~CapturedWidgetLog() { removeLogDestination(widgets::kWidgetsLoggerName, sink_); }
-    CapturedWidgetLog(const CapturedWidgetLog&) = delete;
-    CapturedWidgetLog& operator=(const CapturedWidgetLog&) = delete;
-
-    std::vector<std::string> lines() const {
-        std::vector<std::string> result;
-        std::istringstream text(stream_.str());
-        for (std::string line; std::getline(text, line);) {
-            result.push_back(line);
-        }
-        return result;
-    }
-
-  private:
-    std::ostringstream stream_;
-    spdlog::sink_ptr sink_;
+    CapturedWidgetLog() : CapturedLog(widgets::kWidgetsLoggerName) {}
 };
 
 }  // namespace dovrel::testing

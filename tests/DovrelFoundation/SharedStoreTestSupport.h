@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spdlog/sinks/ostream_sink.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -25,39 +24,11 @@
 
 #include "platform/foundation/Logging.h"
 #include "platform/widgets/WidgetReloadListener.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/ScopedEnvironment.h"
 
 namespace dovrel::testing {
-
-// The lines written to one named logger while the object lives, message text only.
-class CapturedLines {
-  public:
-    explicit CapturedLines(std::string loggerName)
-        : loggerName_(std::move(loggerName)),
-          sink_(std::make_shared<spdlog::sinks::ostream_sink_mt>(stream_)) {
-        sink_->set_pattern("%v");
-        addLogDestination(loggerName_, sink_);
-    }
-    ~CapturedLines() { removeLogDestination(loggerName_, sink_); }
-    CapturedLines(const CapturedLines&) = delete;
-    CapturedLines& operator=(const CapturedLines&) = delete;
-
-    std::vector<std::string> lines() const {
-        sink_->flush();
-        std::vector<std::string> result;
-        std::istringstream text(stream_.str());
-        for (std::string line; std::getline(text, line);) {
-            result.push_back(line);
-        }
-        return result;
-    }
-
-  private:
-    std::string loggerName_;
-    std::ostringstream stream_;
-    spdlog::sink_ptr sink_;
-};
 
 // A D-Bus session bus of our own (dbus-daemon, started for the object's lifetime), made the
 // session bus of this process through DBUS_SESSION_BUS_ADDRESS, with a listener that records

@@ -5,8 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -111,6 +113,21 @@ ProgramResult runProgram(const std::vector<std::string>& arguments,
     }
     result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return result;
+}
+
+std::string programOnPath(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    const std::string directories = path != nullptr ? path : "/usr/bin:/bin";
+    std::size_t start = 0;
+    while (start <= directories.size()) {
+        const auto end = std::min(directories.find(':', start), directories.size());
+        const auto candidate = std::filesystem::path(directories.substr(start, end - start)) / name;
+        if (::access(candidate.c_str(), X_OK) == 0) {
+            return candidate.string();
+        }
+        start = end + 1;
+    }
+    return name;
 }
 
 }  // namespace dovrel::testing

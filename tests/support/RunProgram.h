@@ -20,4 +20,8 @@ struct ProgramResult {
 ProgramResult runProgram(const std::vector<std::string>& arguments,
                          const std::map<std::string, std::optional<std::string>>& environment = {});
 
+// The full path of the program `name` found on PATH (runProgram does not search it), or `name`
+// itself when no directory of PATH has it.
+std::string programOnPath(const std::string& name);
+
 }  // namespace dovrel::testing

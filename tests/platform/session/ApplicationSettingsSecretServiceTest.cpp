@@ -27,6 +27,7 @@
 namespace dovrel {
 namespace {
 
+using testing::programOnPath;
 using testing::runProgram;
 using testing::ScopedEnvironment;
 using testing::TemporaryDirectory;
@@ -38,21 +39,6 @@ const std::string kCurrentGroup(Constants::keychainAccessGroupIdentifier);
 constexpr double kLaunchAt1415 = 731333700.0;
 // 2024-03-05 02:15:00 in Kyiv: what the stored "2024-03-05 02:15:00" reads back as.
 constexpr double kStoredAt0215 = 731290500.0;
-
-std::string programOnPath(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::string directories = path != nullptr ? path : "/usr/bin:/bin";
-    std::size_t start = 0;
-    while (start <= directories.size()) {
-        const auto end = std::min(directories.find(':', start), directories.size());
-        const auto candidate = std::filesystem::path(directories.substr(start, end - start)) / name;
-        if (::access(candidate.c_str(), X_OK) == 0) {
-            return candidate.string();
-        }
-        start = end + 1;
-    }
-    return name;
-}
 
 // What any other program of the desktop finds in the keyring for the install date of `group`.
 std::optional<std::string> secretToolLookup(const std::string& group) {

@@ -28,6 +28,7 @@ extern char** environ;
 namespace dovrel {
 namespace {
 
+using testing::programOnPath;
 using testing::runProgram;
 using testing::TemporaryDirectory;
 
@@ -166,22 +167,6 @@ class BareBus {
     std::filesystem::path socket_;
     pid_t pid_ = -1;
 };
-
-// The full path of a program found on PATH (runProgram does not search it), or the bare name.
-std::string programOnPath(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::string directories = path != nullptr ? path : "/usr/bin:/bin";
-    std::size_t start = 0;
-    while (start <= directories.size()) {
-        const auto end = std::min(directories.find(':', start), directories.size());
-        const auto candidate = std::filesystem::path(directories.substr(start, end - start)) / name;
-        if (::access(candidate.c_str(), X_OK) == 0) {
-            return candidate.string();
-        }
-        start = end + 1;
-    }
-    return name;
-}
 
 unsigned permissionsOf(const std::filesystem::path& path) {
     struct stat status {};

@@ -3,14 +3,13 @@
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Logging.h"
 #include "platform/widgets/WidgetReloadListener.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spdlog/sinks/ostream_sink.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,27 +20,10 @@ using ::testing::HasSubstr;
 using testing::ScopedEnvironment;
 using testing::TemporaryDirectory;
 
-// Lines written to the widgets logger while the object lives.
-class CapturedLog {
+// Lines written to the widgets logger, as "<level> <message>".
+class WidgetLog : public testing::CapturedLog {
   public:
-    CapturedLog() : sink_(std::make_shared<spdlog::sinks::ostream_sink_mt>(stream_)) {
-        sink_->set_pattern("%l %v");
-        addLogDestination(kWidgetsLoggerName, sink_);
-    }
-    ~CapturedLog() { removeLogDestination(kWidgetsLoggerName, sink_); }
-
-    std::vector<std::string> lines() const {
-        std::vector<std::string> result;
-        std::istringstream text(stream_.str());
-        for (std::string line; std::getline(text, line);) {
-            result.push_back(line);
-        }
-        return result;
-    }
-
-  private:
-    std::ostringstream stream_;
-    spdlog::sink_ptr sink_;
+    WidgetLog() : testing::CapturedLog(kWidgetsLoggerName, "%l %v") {}
 };
 
 // No session bus: neither the address variable nor a socket in the runtime directory.
@@ -53,7 +35,7 @@ class WidgetCenterWithoutBusTest : public ::testing::Test {
 };
 
 TEST_F(WidgetCenterWithoutBusTest, ReloadTimelinesWithoutASessionBusLogsOneLineAndReturns) {
-    CapturedLog log;
+    WidgetLog log;
     WidgetCenter::shared().reloadTimelines("HabitWidget");
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 1u);
@@ -62,7 +44,7 @@ TEST_F(WidgetCenterWithoutBusTest, ReloadTimelinesWithoutASessionBusLogsOneLineA
 }
 
 TEST_F(WidgetCenterWithoutBusTest, ReloadAllTimelinesWithoutASessionBusLogsOneLineAndReturns) {
-    CapturedLog log;
+    WidgetLog log;
     WidgetCenter::shared().reloadAllTimelines();
     const auto lines = log.lines();
     ASSERT_EQ(lines.size(), 1u);
@@ -70,7 +52,7 @@ TEST_F(WidgetCenterWithoutBusTest, ReloadAllTimelinesWithoutASessionBusLogsOneLi
 }
 
 TEST_F(WidgetCenterWithoutBusTest, EveryRequestWithoutASessionBusLogsAgain) {
-    CapturedLog log;
+    WidgetLog log;
     WidgetCenter::shared().reloadTimelines("HabitWidget");
     WidgetCenter::shared().reloadTimelines("Other");
     const auto lines = log.lines();
@@ -81,7 +63,7 @@ TEST_F(WidgetCenterWithoutBusTest, EveryRequestWithoutASessionBusLogsAgain) {
 TEST_F(WidgetCenterWithoutBusTest, AnUnreachableBusAddressLogsAndReturns) {
     ScopedEnvironment address("DBUS_SESSION_BUS_ADDRESS",
                               "unix:path=" + (runtime_.path() / "no-such-socket").string());
-    CapturedLog log;
+    WidgetLog log;
     WidgetCenter::shared().reloadTimelines("HabitWidget");
     EXPECT_EQ(log.lines().size(), 1u);
 }

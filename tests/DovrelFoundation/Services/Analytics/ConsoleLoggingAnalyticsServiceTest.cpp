@@ -1,40 +1,22 @@
 #include "DovrelFoundation/Services/Analytics/ConsoleLoggingAnalyticsService.h"
 
 #include <gtest/gtest.h>
-#include <spdlog/sinks/ostream_sink.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "DovrelFoundation/Services/Analytics/AnalyticsTracker.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Logging.h"
+#include "tests/support/CapturedLog.h"
 
 namespace dovrel {
 namespace {
 
-// Captures what the "analytics" logger writes, as "<level> <message>" lines, for its lifetime.
-class CapturedLog {
+// What the "analytics" logger writes, as "<level> <message>" lines.
+class AnalyticsLog : public testing::CapturedLog {
   public:
-    CapturedLog() : sink_(std::make_shared<spdlog::sinks::ostream_sink_mt>(stream_)) {
-        sink_->set_pattern("%l %v");
-        addLogDestination(ConsoleLoggingAnalyticsService::kLoggerName, sink_);
-    }
-    ~CapturedLog() { removeLogDestination(ConsoleLoggingAnalyticsService::kLoggerName, sink_); }
-
-    std::vector<std::string> lines() const {
-        std::vector<std::string> result;
-        std::istringstream input(stream_.str());
-        for (std::string line; std::getline(input, line);) {
-            result.push_back(line);
-        }
-        return result;
-    }
-
-  private:
-    std::ostringstream stream_;
-    spdlog::sink_ptr sink_;
+    AnalyticsLog() : testing::CapturedLog(ConsoleLoggingAnalyticsService::kLoggerName, "%l %v") {}
 };
 
 using Lines = std::vector<std::string>;
@@ -60,14 +42,14 @@ TEST(ConsoleLoggingAnalyticsService, EachDebugConstructionAddsOneConsoleDestinat
 
 TEST(ConsoleLoggingAnalyticsService, BuiltForDebugPrintsTheDarkStyle) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->track(UserInterfaceStyle::dark);
     EXPECT_EQ(log.lines(), (Lines{"debug User interface style: dark"}));
 }
 
 TEST(ConsoleLoggingAnalyticsService, EveryInterfaceStyle) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->track(UserInterfaceStyle::unspecified);
     service->track(UserInterfaceStyle::light);
     service->track(static_cast<UserInterfaceStyle>(7));
@@ -78,7 +60,7 @@ TEST(ConsoleLoggingAnalyticsService, EveryInterfaceStyle) {
 
 TEST(ConsoleLoggingAnalyticsService, EventWithAndWithoutParameters) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->trackEvent("main_screen",
                         AnalyticsParameters{{"habit_name", "Read \"War\""},
                                             {"progress", 12.0},
@@ -95,7 +77,7 @@ TEST(ConsoleLoggingAnalyticsService, EventWithAndWithoutParameters) {
 
 TEST(ConsoleLoggingAnalyticsService, ErrorIsOneErrorLineWithTheLocalizedDescription) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->trackError(Error("Store", 3));
     service->trackError(Error("Store", 4, {{Error::kLocalizedDescriptionKey, "The disk is full"}}));
     EXPECT_EQ(log.lines(), (Lines{"error The operation couldn’t be completed. (Store error 3.)",
@@ -104,7 +86,7 @@ TEST(ConsoleLoggingAnalyticsService, ErrorIsOneErrorLineWithTheLocalizedDescript
 
 TEST(ConsoleLoggingAnalyticsService, NumberOfHabitsAndNotificationsAllowed) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->trackNumberOfHabits(12);
     service->trackNotificationsAllowed(true);
     service->trackNotificationsAllowed(false);
@@ -114,7 +96,7 @@ TEST(ConsoleLoggingAnalyticsService, NumberOfHabitsAndNotificationsAllowed) {
 
 TEST(ConsoleLoggingAnalyticsService, LocaleAndPreferredLanguageAreTwoLines) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->track(Locale("uk_UA"), std::string("uk"));
     service->track(Locale("en_US"), std::nullopt);
     EXPECT_EQ(log.lines(),
@@ -124,7 +106,7 @@ TEST(ConsoleLoggingAnalyticsService, LocaleAndPreferredLanguageAreTwoLines) {
 
 TEST(ConsoleLoggingAnalyticsService, RemoteConfigIsLoggedLikeAnEvent) {
     auto service = ConsoleLoggingAnalyticsService::make(true);
-    CapturedLog log;
+    AnalyticsLog log;
     service->trackRemoteConfig({{"showRateUsAlert", "false"}, {"appLaunches", "3"}});
     EXPECT_EQ(
         log.lines(),
@@ -134,7 +116,7 @@ TEST(ConsoleLoggingAnalyticsService, RemoteConfigIsLoggedLikeAnEvent) {
 TEST(ConsoleLoggingAnalyticsService, ThroughTheTrackerEventsShowTheTimestamp) {
     ScopedClockOverride clock(Date::fromTimeIntervalSince1970(1.5));
     AnalyticsTracker tracker({ConsoleLoggingAnalyticsService::make(true)});
-    CapturedLog log;
+    AnalyticsLog log;
     tracker.trackEvent("main_screen");
     tracker.trackCustomError("odd");
     EXPECT_EQ(log.lines(),
