@@ -17,6 +17,7 @@
 namespace dovrel::store {
 namespace {
 
+using testing::DescribingDelegate;
 using testing::drainMainQueue;
 using ::testing::ElementsAre;
 using testing::incrementInTurn;
@@ -27,26 +28,10 @@ using testing::Person;
 using testing::syncDescription;
 using testing::TemporaryDirectory;
 
-class RecordingDelegate : public FetchedResultsControllerDelegate {
+// Keeps the described changes until taken.
+class RecordingDelegate : public DescribingDelegate {
   public:
-    void controller(FetchedResultsControllerBase&, const std::shared_ptr<ManagedObject>& object,
-                    std::optional<IndexPath>, FetchedResultsChangeType type,
-                    std::optional<IndexPath>) override {
-        const std::string name = object->value("name").string().value_or("?");
-        const std::string age = std::to_string(object->value("age").integer().value_or(0));
-        switch (type) {
-            case FetchedResultsChangeType::insert:
-                lines.push_back("insert " + name + " " + age);
-                break;
-            case FetchedResultsChangeType::delete_:
-                lines.push_back("delete " + name);
-                break;
-            case FetchedResultsChangeType::move:
-            case FetchedResultsChangeType::update:
-                lines.push_back("update " + name + " " + age);
-                break;
-        }
-    }
+    RecordingDelegate() : DescribingDelegate([this](std::string line) { lines.push_back(line); }) {}
     std::vector<std::string> take() { return std::exchange(lines, {}); }
     std::vector<std::string> lines;
 };

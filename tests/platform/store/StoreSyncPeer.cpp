@@ -41,26 +41,10 @@ void say(const std::string& line) {
     std::cout << line << std::endl;
 }
 
-class PrintingDelegate : public FetchedResultsControllerDelegate {
+// Prints the described changes, a line each.
+class PrintingDelegate : public DescribingDelegate {
   public:
-    void controller(FetchedResultsControllerBase&, const std::shared_ptr<ManagedObject>& object,
-                    std::optional<IndexPath>, FetchedResultsChangeType type,
-                    std::optional<IndexPath>) override {
-        const std::string name = object->value("name").string().value_or("?");
-        const std::string age = std::to_string(object->value("age").integer().value_or(0));
-        switch (type) {
-            case FetchedResultsChangeType::insert:
-                say("insert " + name + " " + age);
-                break;
-            case FetchedResultsChangeType::delete_:
-                say("delete " + name);
-                break;
-            case FetchedResultsChangeType::move:
-            case FetchedResultsChangeType::update:
-                say("update " + name + " " + age);
-                break;
-        }
-    }
+    PrintingDelegate() : DescribingDelegate([](std::string line) { say(line); }) {}
 };
 
 int watch(const std::string& file) {

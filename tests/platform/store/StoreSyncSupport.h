@@ -2,12 +2,15 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/foundation/Error.h"
 #include "platform/store/FetchRequest.h"
+#include "platform/store/FetchedResultsController.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/PersistentContainer.h"
 #include "platform/store/StoreError.h"
@@ -15,6 +18,36 @@
 
 // What the tests of two processes on one store share with the second process they start.
 namespace dovrel::store::testing {
+
+// Describes each change a fetched-results controller of people reports, as one line:
+// "insert <name> <age>", "update <name> <age>" (moves too) or "delete <name>", and hands it on.
+class DescribingDelegate : public FetchedResultsControllerDelegate {
+  public:
+    explicit DescribingDelegate(std::function<void(std::string)> report)
+        : report_(std::move(report)) {}
+
+    void controller(FetchedResultsControllerBase&, const std::shared_ptr<ManagedObject>& object,
+                    std::optional<IndexPath>, FetchedResultsChangeType type,
+                    std::optional<IndexPath>) override {
+        const std::string name = object->value("name").string().value_or("?");
+        const std::string age = std::to_string(object->value("age").integer().value_or(0));
+        switch (type) {
+            case FetchedResultsChangeType::insert:
+                report_("insert " + name + " " + age);
+                break;
+            case FetchedResultsChangeType::delete_:
+                report_("delete " + name);
+                break;
+            case FetchedResultsChangeType::move:
+            case FetchedResultsChangeType::update:
+                report_("update " + name + " " + age);
+                break;
+        }
+    }
+
+  private:
+    std::function<void(std::string)> report_;
+};
 
 // A description of `file` as both processes open it: history and remote-change announcements on.
 inline PersistentStoreDescription syncDescription(const std::filesystem::path& file) {
