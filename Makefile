@@ -36,7 +36,7 @@ test-release: build
 
 test-sanitizers: build-asan
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	    ctest $(CTEST_FLAGS) -L unit
+	    ctest $(CTEST_FLAGS) -L 'unit|multiprocess'
 
 bench: build
 	@for program in $(BUILD)/bin/bench_*; do echo "== $$program"; $$program; done

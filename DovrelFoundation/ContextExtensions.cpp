@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "DovrelFoundation/Habit.h"
+#include "platform/store/StoreError.h"
 
 namespace dovrel {
 
@@ -23,6 +24,59 @@ void performChanges(store::ManagedObjectContext& context,
         } catch (const Error& error) {
             failure = error;
         }
+        if (!failure) {
+            if (onSave) {
+                onSave();
+            }
+            return;
+        }
+        target->rollback();
+        if (onRollback) {
+            onRollback(*failure);
+        }
+    });
+}
+
+void performChangesRetryingOnConflict(store::ManagedObjectContext& context,
+                                      std::function<void(store::ManagedObjectContext&)> changes,
+                                      std::function<void()> onSave,
+                                      std::function<void(const Error&)> onRollback,
+                                      int maxAttempts) {
+    store::ManagedObjectContext* target = &context;
+    context.perform([target, changes = std::move(changes), onSave = std::move(onSave),
+                     onRollback = std::move(onRollback), maxAttempts] {
+        const auto policy = target->mergePolicy();
+        target->setMergePolicy(store::MergePolicy::errorMergePolicy);
+        std::optional<Error> failure;
+        for (int attempt = 1;; ++attempt) {
+            if (changes) {
+                changes(*target);
+            }
+            try {
+                target->save();
+                failure.reset();
+                break;
+            } catch (const Error& error) {
+                failure = error;
+            }
+            if (failure->domain() != store::StoreError::kDomain ||
+                failure->code() != store::StoreError::kManagedObjectMergeError ||
+                attempt >= maxAttempts) {
+                break;
+            }
+            // Start again from what the store holds now.
+            const auto changed = target->updatedObjects();
+            target->rollback();
+            bool deleted = false;
+            for (const auto& object : changed) {
+                target->refresh(object, false);
+                deleted = deleted || object->managedObjectContext() == nullptr;
+            }
+            if (deleted) {
+                break;
+            }
+        }
+        target->setMergePolicy(policy);
         if (!failure) {
             if (onSave) {
                 onSave();

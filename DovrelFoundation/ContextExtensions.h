@@ -42,6 +42,20 @@ void performChanges(store::ManagedObjectContext& context,
                     std::function<void()> onSave = {},
                     std::function<void(const Error&)> onRollback = {});
 
+// performChanges for a read-modify-write that must not lose what another context or process
+// wrote meanwhile (a toggle, which computes the caches from the checkmarks it read): the save
+// runs under errorMergePolicy, and when one of the objects it updates was changed in the store
+// since it was read, the context is rolled back, those objects are read again from the store and
+// `changes` runs again, until the save succeeds or `maxAttempts` saves have failed. `changes`
+// must therefore derive everything from the objects' current state, and may run several times.
+// An object deleted meanwhile ends the attempts. On failure, as performChanges: rolled back,
+// `onRollback` with the last save error. The context's merge policy is restored afterwards.
+void performChangesRetryingOnConflict(store::ManagedObjectContext& context,
+                                      std::function<void(store::ManagedObjectContext&)> changes,
+                                      std::function<void()> onSave = {},
+                                      std::function<void(const Error&)> onRollback = {},
+                                      int maxAttempts = 50);
+
 // The number of habits, counted by the store; 0 when counting fails.
 std::int64_t numberOfHabits(store::ManagedObjectContext& context);
 

@@ -148,6 +148,9 @@ std::vector<std::shared_ptr<Performing>> Habit::loadedPerforming() const {
     if (faults && context != nullptr && !objectID().isTemporaryID()) {
         context->fetch(
             Performing::fetchRequest(store::Key("habit") == objectID(), false, std::nullopt));
+        // A member that is still a fault has no row any more: another process removed that
+        // checkmark after the relationship was read. It is no longer one of the habit's.
+        std::erase_if(members, [](const auto& performing) { return performing->isFault(); });
     }
     loadedMembers_ = members;
     return members;

@@ -14,6 +14,7 @@
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/FileManager.h"
 #include "platform/foundation/Logging.h"
+#include "platform/store/StoreError.h"
 #include "platform/widgets/WidgetCenter.h"
 
 namespace dovrel::cli {
@@ -41,6 +42,8 @@ std::string problemText(const std::filesystem::path& path, const StoreFileProble
         case StoreFileProblem::Kind::notWritable:
             return text("Cli.Error.Store.NotWritable",
                         {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::busy:
+            return text("Cli.Error.Store.Busy", {{"file", file}});
     }
     return file;
 }
@@ -107,7 +110,9 @@ std::vector<std::shared_ptr<Habit>> Application::habits() const {
 void Application::save(const std::function<void(store::ManagedObjectContext&)>& changes) const {
     bool finished = false;
     std::optional<Error> failure;
-    performChanges(
+    // Another process may change the same habit meanwhile (the widget, a reminder's Complete,
+    // another run): its change is read and `changes` applied again on top of it.
+    performChangesRetryingOnConflict(
         context(), changes, [&] { finished = true; },
         [&](const Error& error) {
             failure = error;
@@ -115,6 +120,9 @@ void Application::save(const std::function<void(store::ManagedObjectContext&)>& 
         });
     MainRunLoop::runUntil([&] { return finished; }, std::chrono::hours(1));
     if (failure) {
+        if (store::StoreError::isBusy(*failure)) {
+            throw CommandError(text("Cli.Error.Store.Busy", {{"file", storePath_.string()}}));
+        }
         throw CommandError(
             text("Cli.Error.SaveFailed", {{"detail", CoreDataManager::describeError(*failure)}}));
     }

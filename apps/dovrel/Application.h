@@ -50,8 +50,11 @@ class Application {
     // Every habit, in list order (oldest first).
     std::vector<std::shared_ptr<Habit>> habits() const;
 
-    // Applies `changes` to the view context and saves it (performChanges, waited for); on a
-    // failed save the context is rolled back and a CommandError carries the save's error.
+    // Applies `changes` to the view context and saves it, waiting for the save. When another
+    // process changed one of the same objects meanwhile, the context reads them again and
+    // `changes` runs again (performChangesRetryingOnConflict), so it must work from the objects'
+    // current state. On a failed save the context is rolled back and a CommandError carries the
+    // save's error (or says that another program holds the store).
     void save(const std::function<void(store::ManagedObjectContext&)>& changes) const;
 
     // Asks the widgets to show the store's new state, as the library does after its own changes,

@@ -14,6 +14,8 @@
 #include <set>
 #include <variant>
 
+#include "platform/foundation/SQLiteBusyWait.h"
+
 namespace dovrel::cli {
 
 namespace {
@@ -74,6 +76,9 @@ std::string fileURI(const std::filesystem::path& path, const char* query) {
 }
 
 StoreFileProblem sqliteProblem(int code, const std::string& message) {
+    if (isSQLiteBusy(code)) {
+        return {Kind::busy, message};
+    }
     switch (code & 0xFF) {
         case SQLITE_NOTADB:
             return {Kind::notSQLite, message};
@@ -103,9 +108,14 @@ std::variant<Contents, StoreFileProblem> readContents(const std::filesystem::pat
     if (opened != SQLITE_OK) {
         return sqliteProblem(opened, raw != nullptr ? sqlite3_errmsg(raw) : sqlite3_errstr(opened));
     }
+    // Other programs of the group may be writing the store this very moment: wait for them as
+    // the store itself does.
+    sqlite3_busy_timeout(db.get(), static_cast<int>(kSQLiteBusyTimeout.count()));
     auto prepare = [&](const char* sql) -> std::variant<Statement, StoreFileProblem> {
         sqlite3_stmt* statement = nullptr;
-        const int code = sqlite3_prepare_v2(db.get(), sql, -1, &statement, nullptr);
+        const int code = retryWhileSQLiteBusy(kSQLiteBusyTimeout, [&] {
+            return sqlite3_prepare_v2(db.get(), sql, -1, &statement, nullptr);
+        });
         if (code != SQLITE_OK) {
             return sqliteProblem(code, sqlite3_errmsg(db.get()));
         }
@@ -118,16 +128,25 @@ std::variant<Contents, StoreFileProblem> readContents(const std::filesystem::pat
             return *problem;
         }
         auto& statement = std::get<Statement>(prepared);
-        int code = SQLITE_OK;
-        while ((code = sqlite3_step(statement.get())) == SQLITE_ROW) {
-            const auto* value = sqlite3_column_text(statement.get(), 0);
-            if (value != nullptr) {
-                into.insert(reinterpret_cast<const char*>(value));
+        std::set<std::string> values;
+        // Each statement runs in a read transaction of its own; one that was refused before its
+        // first row is simply run again.
+        const int code = retryWhileSQLiteBusy(kSQLiteBusyTimeout, [&] {
+            sqlite3_reset(statement.get());
+            values.clear();
+            int step = SQLITE_OK;
+            while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
+                const auto* value = sqlite3_column_text(statement.get(), 0);
+                if (value != nullptr) {
+                    values.insert(reinterpret_cast<const char*>(value));
+                }
             }
-        }
+            return step;
+        });
         if (code != SQLITE_DONE) {
             return sqliteProblem(code, sqlite3_errmsg(db.get()));
         }
+        into.insert(values.begin(), values.end());
         return std::nullopt;
     };
     Contents contents;
@@ -152,9 +171,9 @@ std::variant<Contents, StoreFileProblem> readContents(const std::filesystem::pat
     return contents;
 }
 
-bool hasNonEmptyFile(const std::filesystem::path& path) {
+bool hasFile(const std::filesystem::path& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0;
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 }  // namespace
@@ -212,24 +231,34 @@ std::optional<StoreFileProblem> checkStoreFile(const std::filesystem::path& path
     if (got < header.size() || std::memcmp(header.data(), kMagic, sizeof kMagic) != 0) {
         return StoreFileProblem{Kind::notSQLite, ""};
     }
+    // A file in write-ahead mode whose log exists is (or was) open in some process: committed
+    // transactions may still sit in the log, and a writer may be changing the file while it is
+    // read, so it is read through the log with the locks that keep a reader consistent (mode=ro
+    // makes no file that is not there already). Otherwise it is read as immutable: no lock, no
+    // journal, nothing made beside a file that may be somebody else's.
+    const auto walFile = path.string() + "-wal";
+    const bool walMode = header[18] == 2 || header[19] == 2;
+    const bool logged = walMode && hasFile(walFile);
+
     // The page size (bytes 16-17, 1 meaning 65536) and the page count (bytes 28-31, valid when
     // the change counter at 24-27 equals the version-valid-for number at 92-95) tell how long
-    // the file must be: a shorter one lost its end.
+    // the file must be: a shorter one lost its end. Not while a log is in use: a checkpoint
+    // writes the first page, with the new count, before the pages that lengthen the file.
     std::uint32_t pageSize = (std::uint32_t{header[16]} << 8) | header[17];
     if (pageSize == 1) {
         pageSize = 65536;
     }
     const std::uint32_t pageCount = bigEndian32(&header[28]);
-    if (bigEndian32(&header[24]) == bigEndian32(&header[92]) && pageCount > 0 &&
+    if (!logged && bigEndian32(&header[24]) == bigEndian32(&header[92]) && pageCount > 0 &&
         static_cast<std::uintmax_t>(pageSize) * pageCount >
             static_cast<std::uintmax_t>(status.st_size)) {
         return StoreFileProblem{Kind::corrupt, "the file is shorter than its header says"};
     }
 
-    auto read = readContents(path, "immutable=1");
-    const bool walMode = header[18] == 2 || header[19] == 2;
-    if (walMode && hasNonEmptyFile(path.string() + "-wal")) {
-        // Committed transactions may still sit in the log; read through it, without writing.
+    auto read = readContents(path, logged ? "mode=ro" : "immutable=1");
+    if (!logged && std::holds_alternative<StoreFileProblem>(read) && hasFile(walFile)) {
+        // Another process opened the file while it was read without locks: what was read may
+        // be half of a write. Read it again the way an open store is read.
         read = readContents(path, "mode=ro");
     }
     if (auto* problem = std::get_if<StoreFileProblem>(&read)) {

@@ -17,6 +17,7 @@ struct StoreFileProblem {
         foreign,              // a readable SQLite database without the store's tables and metadata
         unknownModelVersion,  // a store of a model version this program does not know
         notWritable,          // the file, or the folder that holds (or would hold) it, is read-only
+        busy,                 // another program kept the file locked past the busy timeout
     };
     Kind kind;
     // A short, untranslated detail for the user: the system's or SQLite's message, or the part
@@ -32,7 +33,10 @@ struct StoreFileProblem {
 // descriptor and through SQLite in immutable mode, so no journal, -wal or -shm file is made
 // beside it. Only when the file is an SQLite database in write-ahead mode whose -wal file exists
 // (a store that was not closed, or one another process has open) is it read through that log, in
-// read-only mode, so that tables still in the log are seen.
+// read-only mode with the reader's locks, so that tables still in the log are seen and a write
+// under way is never read half done; the same happens when another process opened the file while
+// it was being read immutably. Locks held by other processes are waited for up to
+// kSQLiteBusyTimeout (SQLiteBusyWait.h), so a busy store is not a problem.
 //
 // A store is an SQLite database with the tables Z_METADATA (holding the keys "NSStoreUUID" and
 // "NSStoreModelVersionIdentifier"), Z_PRIMARYKEY, Habit and Performing, whose model version is

@@ -11,13 +11,11 @@
 
 #include "platform/foundation/Error.h"
 #include "platform/foundation/FileManager.h"
+#include "platform/foundation/SQLiteBusyWait.h"
 
 namespace dovrel {
 
 namespace {
-
-// How long a write waits for another connection (often another process) to finish its own.
-constexpr int kBusyTimeoutMilliseconds = 5000;
 
 // The type tag stored beside each value: SQLite's own column types cannot tell a bool from an
 // integer or a Date from a double. The numbers are part of the file format.
@@ -58,6 +56,15 @@ class StatementUse {
     sqlite3_stmt* statement_;
 };
 
+// Steps a statement that returns at most one row, starting it again while another process holds
+// the file (a statement refused before its first row left nothing behind).
+int stepWaiting(sqlite3_stmt* statement) {
+    return retryWhileSQLiteBusy(kSQLiteBusyTimeout, [statement] {
+        sqlite3_reset(statement);
+        return sqlite3_step(statement);
+    });
+}
+
 void bindKey(sqlite3_stmt* statement, std::string_view key) {
     // An empty view may carry a null pointer, which would bind NULL instead of "".
     sqlite3_bind_text64(statement, 1, key.empty() ? "" : key.data(), key.size(), SQLITE_TRANSIENT,
@@ -74,8 +81,14 @@ struct UserDefaults::Storage {
     StatementHandle upsert;
     StatementHandle remove;
     // SQLite serialises calls on one connection, but a cached statement is bound, stepped and
-    // reset as a unit, and that unit is what this mutex protects.
+    // reset as a unit (and update() reads and writes as one), and that unit is what this mutex
+    // protects.
     std::mutex mutex;
+
+    // The three operations, with the mutex held.
+    std::optional<Value> read(std::string_view key);
+    void write(std::string_view key, const Value& value);
+    void erase(std::string_view key);
 };
 
 UserDefaults::UserDefaults(std::string_view suiteName)
@@ -133,7 +146,7 @@ UserDefaults::UserDefaults(std::optional<std::string> suiteName, const std::file
         throw sqliteError(raw, result, "cannot open " + file.string());
     }
     sqlite3* database = storage_->database.get();
-    sqlite3_busy_timeout(database, kBusyTimeoutMilliseconds);
+    sqlite3_busy_timeout(database, static_cast<int>(kSQLiteBusyTimeout.count()));
 
     const char* setup =
         "PRAGMA journal_mode=WAL;"
@@ -143,15 +156,20 @@ UserDefaults::UserDefaults(std::optional<std::string> suiteName, const std::file
         "  type INTEGER NOT NULL,"
         "  value"
         ") WITHOUT ROWID;";
-    result = sqlite3_exec(database, setup, nullptr, nullptr, nullptr);
+    // Every statement of the set-up may run again when another process held the file.
+    result = retryWhileSQLiteBusy(kSQLiteBusyTimeout, [database, setup] {
+        return sqlite3_exec(database, setup, nullptr, nullptr, nullptr);
+    });
     if (result != SQLITE_OK) {
         throw sqliteError(database, result, "cannot prepare " + file.string());
     }
 
     const auto prepare = [&](StatementHandle& handle, const char* sql) {
         sqlite3_stmt* statement = nullptr;
-        const int code =
-            sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+        const int code = retryWhileSQLiteBusy(kSQLiteBusyTimeout, [&] {
+            return sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement,
+                                      nullptr);
+        });
         handle.reset(statement);
         if (code != SQLITE_OK) {
             throw sqliteError(database, code, "cannot prepare a statement on " + file.string());
@@ -178,10 +196,58 @@ const std::filesystem::path& UserDefaults::path() const noexcept {
 
 std::optional<UserDefaults::Value> UserDefaults::object(std::string_view key) const {
     std::lock_guard lock(storage_->mutex);
-    sqlite3_stmt* statement = storage_->select.get();
+    return storage_->read(key);
+}
+
+void UserDefaults::set(std::string_view key, const Value& value) {
+    std::lock_guard lock(storage_->mutex);
+    storage_->write(key, value);
+}
+
+void UserDefaults::removeObject(std::string_view key) {
+    std::lock_guard lock(storage_->mutex);
+    storage_->erase(key);
+}
+
+std::optional<UserDefaults::Value> UserDefaults::update(
+    std::string_view key, const std::function<std::optional<Value>(std::optional<Value>)>& change) {
+    std::lock_guard lock(storage_->mutex);
+    sqlite3* database = storage_->database.get();
+    // BEGIN IMMEDIATE takes the write lock before the read, so no other process writes between
+    // the two; SQLite's busy handler waits for it, and what it refuses at once is tried again.
+    int result = retryWhileSQLiteBusy(kSQLiteBusyTimeout, [database] {
+        return sqlite3_exec(database, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    });
+    if (result != SQLITE_OK) {
+        throw sqliteError(database, result,
+                          "cannot update \"" + std::string(key) + "\" in " + path().string());
+    }
+    try {
+        auto value = change(storage_->read(key));
+        if (value) {
+            storage_->write(key, *value);
+        } else {
+            storage_->erase(key);
+        }
+        result = retryWhileSQLiteBusy(kSQLiteBusyTimeout, [database] {
+            return sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr);
+        });
+        if (result != SQLITE_OK) {
+            throw sqliteError(database, result,
+                              "cannot update \"" + std::string(key) + "\" in " + path().string());
+        }
+        return value;
+    } catch (...) {
+        sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
+}
+
+std::optional<UserDefaults::Value> UserDefaults::Storage::read(std::string_view key) {
+    sqlite3_stmt* statement = select.get();
     StatementUse use(statement);
     bindKey(statement, key);
-    if (sqlite3_step(statement) != SQLITE_ROW) {
+    if (stepWaiting(statement) != SQLITE_ROW) {
         return std::nullopt;  // absent, or a failed read: both find nothing
     }
     switch (static_cast<TypeTag>(sqlite3_column_int(statement, 0))) {
@@ -210,9 +276,8 @@ std::optional<UserDefaults::Value> UserDefaults::object(std::string_view key) co
     return std::nullopt;  // a type tag from a newer version of the file: not readable here
 }
 
-void UserDefaults::set(std::string_view key, const Value& value) {
-    std::lock_guard lock(storage_->mutex);
-    sqlite3_stmt* statement = storage_->upsert.get();
+void UserDefaults::Storage::write(std::string_view key, const Value& value) {
+    sqlite3_stmt* statement = upsert.get();
     StatementUse use(statement);
     bindKey(statement, key);
     std::visit(
@@ -247,22 +312,21 @@ void UserDefaults::set(std::string_view key, const Value& value) {
             }
         },
         value);
-    const int result = sqlite3_step(statement);
+    const int result = stepWaiting(statement);
     if (result != SQLITE_DONE) {
-        throw sqliteError(storage_->database.get(), result,
-                          "cannot store \"" + std::string(key) + "\" in " + path().string());
+        throw sqliteError(database.get(), result,
+                          "cannot store \"" + std::string(key) + "\" in " + path.string());
     }
 }
 
-void UserDefaults::removeObject(std::string_view key) {
-    std::lock_guard lock(storage_->mutex);
-    sqlite3_stmt* statement = storage_->remove.get();
+void UserDefaults::Storage::erase(std::string_view key) {
+    sqlite3_stmt* statement = remove.get();
     StatementUse use(statement);
     bindKey(statement, key);
-    const int result = sqlite3_step(statement);
+    const int result = stepWaiting(statement);
     if (result != SQLITE_DONE) {
-        throw sqliteError(storage_->database.get(), result,
-                          "cannot remove \"" + std::string(key) + "\" from " + path().string());
+        throw sqliteError(database.get(), result,
+                          "cannot remove \"" + std::string(key) + "\" from " + path.string());
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,9 +34,15 @@ class DefaultsKey;
 // Values are typed. A value keeps the type it was written with: reading it back as another type
 // (an integer as a double, a bool as an integer) finds nothing.
 //
+// Several processes. Every read and write waits for another process that holds the file, up to
+// kSQLiteBusyTimeout (SQLiteBusyWait.h). A read followed by a write is not atomic: a value
+// computed from another (a counter) is changed with update(), which no other writer can come
+// between.
+//
 // Failures: the constructors throw Error (domain kErrorDomain) when the suite's file cannot be
-// created or opened; set and remove throw Error when the write fails (a full disk, a suite that
-// another process keeps locked past the busy timeout). A read that fails finds nothing.
+// created or opened; set, remove and update throw Error when the write fails (a full disk, a
+// suite that another process keeps locked past the busy timeout). A read that fails (after
+// waiting) finds nothing.
 //
 // An instance may be used from several threads at once. It must not be used in a child process
 // after fork(): the child opens its own.
@@ -77,6 +84,14 @@ class UserDefaults {
     // Removes the value under `key`, if any.
     void removeObject(std::string_view key);
 
+    // Reads the value under `key`, hands it to `change` and stores what `change` returns
+    // (nothing removes the value), in one write transaction: no other instance or process
+    // writes between the read and the write. Returns what was stored. An exception thrown by
+    // `change` leaves the suite as it was and reaches the caller.
+    std::optional<Value> update(
+        std::string_view key,
+        const std::function<std::optional<Value>(std::optional<Value>)>& change);
+
     // Typed keys. get() returns the stored value when one of the key's type is there, and the
     // key's default otherwise. set() stores the value; for a key of std::optional type, setting
     // nothing removes the stored value. remove() removes it, so get() gives the default again.
@@ -86,6 +101,10 @@ class UserDefaults {
     void set(const DefaultsKey<T>& key, const T& value);
     template <typename T>
     void remove(const DefaultsKey<T>& key);
+    // update() through a typed key: `change` gets what get() would answer and returns the value
+    // to store (for a key of std::optional type, nothing removes it). Returns the new value.
+    template <typename T>
+    T update(const DefaultsKey<T>& key, const std::function<T(T)>& change);
 
   private:
     struct Storage;
@@ -167,6 +186,30 @@ void UserDefaults::set(const DefaultsKey<T>& key, const T& value) {
 template <typename T>
 void UserDefaults::remove(const DefaultsKey<T>& key) {
     removeObject(key.name());
+}
+
+template <typename T>
+T UserDefaults::update(const DefaultsKey<T>& key, const std::function<T(T)>& change) {
+    using Stored = typename DefaultsKey<T>::Stored;
+    T result = key.defaultValue();
+    update(key.name(), [&](std::optional<Value> stored) -> std::optional<Value> {
+        T current = key.defaultValue();
+        if (stored) {
+            if (auto* typed = std::get_if<Stored>(&*stored)) {
+                current = T(std::move(*typed));
+            }
+        }
+        result = change(std::move(current));
+        if constexpr (DefaultsKey<T>::kIsOptional) {
+            if (!result) {
+                return std::nullopt;
+            }
+            return Value(std::in_place_type<Stored>, *result);
+        } else {
+            return Value(std::in_place_type<Stored>, result);
+        }
+    });
+    return result;
 }
 
 }  // namespace dovrel

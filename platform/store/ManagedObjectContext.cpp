@@ -15,8 +15,7 @@ Error wrapSaveError(const Error& error) {
     if (error.domain() == StoreError::kDomain) {
         return error;
     }
-    return StoreError::make(StoreError::kPersistentStoreSaveError,
-                            "The save failed: " + error.localizedDescription());
+    return StoreError::wrapping(StoreError::kPersistentStoreSaveError, "The save failed", error);
 }
 
 }  // namespace
@@ -610,8 +609,8 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
         if (error.domain() == StoreError::kDomain) {
             throw;
         }
-        throw StoreError::make(StoreError::kPersistentStoreOpenError,
-                               "The fetch failed: " + error.localizedDescription());
+        throw StoreError::wrapping(StoreError::kPersistentStoreOpenError, "The fetch failed",
+                                   error);
     }
     if (!inMemory) {
         return results;
@@ -682,8 +681,8 @@ std::int64_t ManagedObjectContext::count(const FetchRequestBase& request) {
         if (error.domain() == StoreError::kDomain) {
             throw;
         }
-        throw StoreError::make(StoreError::kPersistentStoreOpenError,
-                               "The count failed: " + error.localizedDescription());
+        throw StoreError::wrapping(StoreError::kPersistentStoreOpenError, "The count failed",
+                                   error);
     }
     if (request.fetchLimit() > 0) {
         total = std::min<std::int64_t>(total, static_cast<std::int64_t>(request.fetchLimit()));

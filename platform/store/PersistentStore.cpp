@@ -76,7 +76,7 @@ std::string selectList(const EntityDescription& entity, bool keysOnly) {
 }
 
 Error wrap(std::int64_t code, const std::string& what, const Error& cause) {
-    return StoreError::make(code, what + ": " + cause.localizedDescription());
+    return StoreError::wrapping(code, what, cause);
 }
 
 }  // namespace

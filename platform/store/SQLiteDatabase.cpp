@@ -1,16 +1,17 @@
 #include "platform/store/SQLiteDatabase.h"
 
-#include <algorithm>
-#include <random>
-#include <thread>
-
 #include "platform/foundation/Error.h"
+#include "platform/foundation/SQLiteBusyWait.h"
 
 namespace dovrel::store {
 
 namespace {
 
 [[noreturn]] void throwSQLite(int code, std::string message) {
+    if (isSQLiteBusy(code)) {
+        // Only after the busy timeout: say who is in the way.
+        message = "another program kept the file locked past the busy timeout (" + message + ")";
+    }
     throw Error("SQLite", code, {{Error::kLocalizedDescriptionKey, std::move(message)}});
 }
 
@@ -35,21 +36,7 @@ void SQLiteDatabase::setBusyTimeout(std::chrono::milliseconds timeout) {
 }
 
 int SQLiteDatabase::retryWhileBusy(const std::function<int()>& attempt) const {
-    const auto deadline = std::chrono::steady_clock::now() + busyTimeout_;
-    // Pauses grow from a millisecond to 32, with jitter so that two processes that collided do
-    // not collide again in step.
-    thread_local std::minstd_rand random(std::random_device{}());
-    std::chrono::microseconds pause(1000);
-    for (;;) {
-        const int code = attempt();
-        if ((code != SQLITE_BUSY && code != SQLITE_LOCKED) ||
-            std::chrono::steady_clock::now() >= deadline) {
-            return code;
-        }
-        const auto jitter = std::chrono::microseconds(random() % (pause.count() / 2 + 1));
-        std::this_thread::sleep_for(pause + jitter);
-        pause = std::min<std::chrono::microseconds>(pause * 2, std::chrono::milliseconds(32));
-    }
+    return retryWhileSQLiteBusy(busyTimeout_, attempt);
 }
 
 void SQLiteDatabase::fail(int code) const {
@@ -57,8 +44,19 @@ void SQLiteDatabase::fail(int code) const {
 }
 
 void SQLiteDatabase::execute(const std::string& sql) {
+    sqlite3* db = db_.get();
     char* message = nullptr;
-    const int code = sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, &message);
+    auto run = [&] {
+        sqlite3_free(message);
+        message = nullptr;
+        return sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &message);
+    };
+    int code = run();
+    // Outside a transaction a busy statement left nothing behind (statements that open one, such
+    // as BEGIN, leave none open when they fail), so the text can run again from its start.
+    if (isSQLiteBusy(code) && sqlite3_get_autocommit(db)) {
+        code = retryWhileBusy(run);
+    }
     if (code != SQLITE_OK) {
         std::string text = message ? message : sqlite3_errstr(code);
         sqlite3_free(message);
@@ -68,8 +66,11 @@ void SQLiteDatabase::execute(const std::string& sql) {
 
 SQLiteDatabase::Statement SQLiteDatabase::prepare(std::string_view sql) {
     sqlite3_stmt* raw = nullptr;
-    const int code =
-        sqlite3_prepare_v2(db_.get(), sql.data(), static_cast<int>(sql.size()), &raw, nullptr);
+    // Preparing reads the schema, which waits like any read.
+    const int code = retryWhileBusy([&] {
+        return sqlite3_prepare_v2(db_.get(), sql.data(), static_cast<int>(sql.size()), &raw,
+                                  nullptr);
+    });
     Statement statement;
     statement.statement_.reset(raw);
     statement.database_ = this;

@@ -19,11 +19,11 @@ namespace dovrel::store {
 // dovrel::Error in the domain "SQLite" with SQLite's result code and message.
 //
 // Busy files. With a busy timeout set, SQLite itself waits for other connections' locks; where it
-// still answers SQLITE_BUSY or SQLITE_LOCKED without having waited (a write-ahead log being
-// recovered or restarted by another process at that moment), a statement that has no transaction
-// under way (not even a deferred one's read) and has not returned a row yet is started again after
-// a short, growing pause, until the busy timeout has passed. Only then does the busy error reach
-// the caller.
+// still answers SQLITE_BUSY or SQLITE_LOCKED without having waited (see SQLiteBusyWait.h),
+// preparing a statement, and a statement or execute() text that has no transaction under way (not
+// even a deferred one's read) and has not returned a row yet, are started again after a short,
+// growing pause until the busy timeout has passed. Only then does the busy error reach the
+// caller.
 class SQLiteDatabase {
   public:
     class Statement;
@@ -43,7 +43,8 @@ class SQLiteDatabase {
     // first try; returns the last result code.
     int retryWhileBusy(const std::function<int()>& attempt) const;
 
-    // Runs one or more statements that return nothing of interest.
+    // Runs one or more statements that return nothing of interest. Outside a transaction a busy
+    // answer runs the whole text again (see above), so such a text must be safe to repeat.
     void execute(const std::string& sql);
     // A prepared statement; cached ones live as long as the connection and are reset on reuse.
     Statement prepare(std::string_view sql);

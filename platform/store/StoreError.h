@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 #include "platform/foundation/Error.h"
@@ -31,8 +32,45 @@ struct StoreError {
     static constexpr std::int64_t kFileReadCorruptFileError = 259;
     static constexpr std::int64_t kFileWriteNoPermissionError = 513;
 
+    // The user-info key under which an error caused by SQLite keeps SQLite's result code (as
+    // decimal text).
+    static constexpr const char* kSQLiteErrorCodeKey = "NSSQLiteErrorDomain";
+
     static Error make(std::int64_t code, std::string description) {
         return Error(kDomain, code, {{Error::kLocalizedDescriptionKey, std::move(description)}});
+    }
+
+    // A store error of `code` described by `what`, a colon and the cause's description, that
+    // keeps the SQLite result code of `cause` (an error of the domain "SQLite", or a store error
+    // that kept one).
+    static Error wrapping(std::int64_t code, const std::string& what, const Error& cause) {
+        Error::UserInfo userInfo{
+            {Error::kLocalizedDescriptionKey, what + ": " + cause.localizedDescription()}};
+        if (cause.domain() == "SQLite") {
+            userInfo[kSQLiteErrorCodeKey] = std::to_string(cause.code());
+        } else if (auto found = cause.userInfo().find(kSQLiteErrorCodeKey);
+                   found != cause.userInfo().end()) {
+            userInfo[kSQLiteErrorCodeKey] = found->second;
+        }
+        return Error(kDomain, code, std::move(userInfo));
+    }
+
+    // Whether the error comes from another connection (usually another process) holding the
+    // file past the busy timeout: nothing was changed, and trying again later may succeed.
+    static bool isBusy(const Error& error) {
+        std::string code;
+        if (error.domain() == "SQLite") {
+            code = std::to_string(error.code());
+        } else if (auto found = error.userInfo().find(kSQLiteErrorCodeKey);
+                   found != error.userInfo().end()) {
+            code = found->second;
+        }
+        // SQLITE_BUSY and SQLITE_LOCKED, and their extended codes.
+        if (code.empty()) {
+            return false;
+        }
+        const long value = std::strtol(code.c_str(), nullptr, 10) & 0xFF;
+        return value == 5 || value == 6;
     }
 };
 

@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <vector>
 
 #include "DovrelFoundation/ColorExtensions.h"
@@ -476,6 +478,36 @@ TEST_F(HabitTest, AToggledHabitReadFromTheStoreLoadsItsCheckmarksInOneFetch) {
     }
     store.context().save();
     EXPECT_EQ(storedCheckmarks(), 299);
+}
+
+TEST_F(HabitTest, ACheckmarkThatAnotherProcessRemovedAfterTheListWasReadIsLeftOut) {
+    auto habit = makeHabit();
+    for (unsigned day = 1; day <= 3; ++day) {
+        addCheckmark(*habit, newYork(2024, 2, day));
+    }
+    store.context().save();
+    store.reopen();
+    auto reread = store.context().fetch(Habit::sortedFetchRequest());
+    ASSERT_EQ(reread.size(), 1u);
+    // The habit's list of checkmarks is read (their values are not, yet)...
+    const auto members = reread.front()->objects("performing");
+    ASSERT_EQ(members.size(), 3u);
+    // ...and another process removes the first checkmark before they are.
+    sqlite3* raw = nullptr;
+    ASSERT_EQ(sqlite3_open(store.url().c_str(), &raw), SQLITE_OK);
+    std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> other(raw, &sqlite3_close_v2);
+    ASSERT_EQ(
+        sqlite3_exec(raw, "DELETE FROM Performing WHERE Z_PK = (SELECT min(Z_PK) FROM Performing)",
+                     nullptr, nullptr, nullptr),
+        SQLITE_OK);
+
+    std::vector<Date> dates = reread.front()->performingDates();
+    std::sort(dates.begin(), dates.end());
+    EXPECT_THAT(dates, ElementsAre(newYork(2024, 2, 2), newYork(2024, 2, 3)));
+    EXPECT_FALSE(reread.front()->hasPerformings(newYork(2024, 2, 1)));
+    reread.front()->toggleCheckmark(newYork(2024, 2, 4));
+    store.context().save();
+    EXPECT_EQ(reread.front()->lastFivePerformingDates()->dates().size(), 3u);
 }
 
 }  // namespace

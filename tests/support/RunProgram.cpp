@@ -54,29 +54,51 @@ ProgramResult runProgram(const std::vector<std::string>& arguments,
     auto [outRead, outWrite] = makePipe();
     auto [errRead, errWrite] = makePipe();
 
+    // Everything the child needs is made before the fork: between fork and exec the child may
+    // only make async-signal-safe calls, since another thread of the test may have held the
+    // allocator's lock at the moment of the fork.
+    std::map<std::string, std::string> variables;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string text = *entry;
+        const auto equals = text.find('=');
+        if (equals != std::string::npos) {
+            variables[text.substr(0, equals)] = text.substr(equals + 1);
+        }
+    }
+    for (const auto& [name, value] : environment) {
+        if (value) {
+            variables[name] = *value;
+        } else {
+            variables.erase(name);
+        }
+    }
+    std::vector<std::string> entries;
+    entries.reserve(variables.size());
+    for (const auto& [name, value] : variables) {
+        entries.push_back(name + "=" + value);
+    }
+    std::vector<char*> envp;
+    for (auto& entry : entries) {
+        envp.push_back(entry.data());
+    }
+    envp.push_back(nullptr);
+    std::vector<char*> argv;
+    for (const auto& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+
     const pid_t pid = ::fork();
     if (pid < 0) {
         throw std::runtime_error("fork failed");
     }
     if (pid == 0) {
-        // Child: only async-signal-safe calls plus setenv/exec, then _exit on any failure.
+        // Child: only async-signal-safe calls, then _exit on any failure.
         const int devNull = ::open("/dev/null", O_RDONLY);
         ::dup2(devNull, STDIN_FILENO);
         ::dup2(outWrite.get(), STDOUT_FILENO);
         ::dup2(errWrite.get(), STDERR_FILENO);
-        for (const auto& [name, value] : environment) {
-            if (value) {
-                ::setenv(name.c_str(), value->c_str(), 1);
-            } else {
-                ::unsetenv(name.c_str());
-            }
-        }
-        std::vector<char*> argv;
-        for (const auto& argument : arguments) {
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        }
-        argv.push_back(nullptr);
-        ::execv(argv[0], argv.data());
+        ::execve(argv[0], argv.data(), envp.data());
         ::_exit(127);
     }
 

@@ -16,7 +16,7 @@ struct ProgramResult {
 
 // Runs `arguments[0]` with the given arguments, waits for it and captures both output streams.
 // `environment` entries are set (a value of std::nullopt unsets the variable) on top of this
-// process's environment. Standard input is /dev/null.
+// process's environment. Standard input is /dev/null. Safe to call from several threads at once.
 ProgramResult runProgram(const std::vector<std::string>& arguments,
                          const std::map<std::string, std::optional<std::string>>& environment = {});
 

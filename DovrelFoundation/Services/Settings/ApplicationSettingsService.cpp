@@ -82,6 +82,13 @@ std::int64_t incremented(std::int64_t value, const char* counterName) {
     return value + 1;
 }
 
+// Raises the counter stored under `key` by one in a single write of the suite, whatever other
+// processes do at the same time, and answers the new value.
+std::int64_t incrementedInSuite(const DefaultsKey<std::int64_t>& key, const char* counterName) {
+    return sharedSuite().update<std::int64_t>(
+        key, [counterName](std::int64_t value) { return incremented(value, counterName); });
+}
+
 // dovrel::Keychain seen through the service's keychain interface.
 class PlatformKeychain final : public KeychainProtocol {
   public:
@@ -165,8 +172,9 @@ void ApplicationSettingsService::handleAppLaunch() {
         isFirstAppLaunch_ = false;
     }
 
-    writeThroughCache(numberOfAppLaunches_, kNumberOfAppLaunches,
-                      incremented(numberOfAppLaunches(), "numberOfAppLaunches"));
+    // Counters are raised in the suite itself, so that processes launched at the same moment
+    // each count.
+    numberOfAppLaunches_ = incrementedInSuite(kNumberOfAppLaunches, "numberOfAppLaunches");
 
     writeThroughCache(previousAppLaunchDate_, kPreviousAppLaunchDate, currentAppLaunchDate());
     writeThroughCache(currentAppLaunchDate_, kCurrentAppLaunchDate, std::optional<Date>(now));
@@ -179,8 +187,8 @@ void ApplicationSettingsService::handleAppLaunch() {
     if (isNewDay) {
         writeThroughCache(lastNewDayAppLaunchDate_, kLastNewDayAppLaunchDate,
                           std::optional<Date>(now));
-        writeThroughCache(numberOfNewDayAppLaunches_, kNumberOfNewDayAppLaunches,
-                          incremented(numberOfNewDayAppLaunches(), "numberOfNewDayAppLaunches"));
+        numberOfNewDayAppLaunches_ =
+            incrementedInSuite(kNumberOfNewDayAppLaunches, "numberOfNewDayAppLaunches");
     }
 }
 

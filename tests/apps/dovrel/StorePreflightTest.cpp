@@ -6,12 +6,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "tests/support/TemporaryDirectory.h"
 
@@ -254,6 +257,66 @@ TEST(StorePreflight, AStoreOfAnOlderKnownModelVersionIsFine) {
                 "'NSStoreModelVersionIdentifier';");
     }
     EXPECT_FALSE(check(path).has_value());
+}
+
+TEST(StorePreflight, AStoreThatAnotherProcessHoldsForAMomentIsWaitedFor) {
+    testing::TemporaryDirectory directory;
+    const auto path = directory.path() / "Habit.sqlite";
+    {
+        auto db = openDatabase(path);
+        execute(db.get(), std::string("PRAGMA journal_mode=WAL;") + kStoreSchema);
+    }
+    // A connection in exclusive locking mode keeps every reader out until it closes.
+    auto holder = openDatabase(path);
+    execute(holder.get(),
+            "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; INSERT INTO Habit VALUES (1, 1, "
+            "'Read'); COMMIT");
+    std::thread releaser([&holder] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        holder.reset();
+    });
+    const auto started = std::chrono::steady_clock::now();
+    const auto problem = check(path);
+    const auto waited = std::chrono::steady_clock::now() - started;
+    releaser.join();
+    EXPECT_FALSE(problem) << problem->detail;
+    EXPECT_GE(waited, std::chrono::milliseconds(250));
+}
+
+TEST(StorePreflight, AStoreBeingWrittenByAnotherProcessIsFineEveryTime) {
+    testing::TemporaryDirectory directory;
+    const auto path = directory.path() / "Habit.sqlite";
+    {
+        auto db = openDatabase(path);
+        execute(db.get(), std::string("PRAGMA journal_mode=WAL;") + kStoreSchema);
+    }
+    // Another connection writes and checkpoints as fast as it can while the file is checked.
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        auto db = openDatabase(path);
+        sqlite3_busy_timeout(db.get(), 10000);
+        for (int i = 0; !stop; ++i) {
+            const std::string insert = "INSERT INTO Performing VALUES (" + std::to_string(i + 1) +
+                                       ", 1, " + std::to_string(i) + ".0)";
+            sqlite3_exec(db.get(), insert.c_str(), nullptr, nullptr, nullptr);
+            if (i % 50 == 0) {
+                sqlite3_exec(db.get(), "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr,
+                             nullptr);
+            }
+        }
+    });
+    int problems = 0;
+    for (int i = 0; i < 300; ++i) {
+        if (const auto problem = check(path)) {
+            ++problems;
+            ADD_FAILURE() << "run " << i << ": " << problem->detail;
+            if (problems > 3) {
+                break;
+            }
+        }
+    }
+    stop = true;
+    writer.join();
 }
 
 }  // namespace

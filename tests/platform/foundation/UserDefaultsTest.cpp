@@ -7,9 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -274,6 +276,89 @@ TEST_F(UserDefaultsTest, TwoProcessesWritingAtOnceLoseNothing) {
         EXPECT_EQ(defaults.object("parent." + std::to_string(i)),
                   UserDefaults::Value(std::int64_t{i}));
     }
+}
+
+TEST_F(UserDefaultsTest, CountersRaisedByTwoProcessesAtOnceCountEveryIncrement) {
+    constexpr int kIncrements = 300;
+    const DefaultsKey<std::int64_t> counter("counter", 0);
+    UserDefaults defaults(kSuite);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        bool ok = true;
+        try {
+            UserDefaults writer(kSuite);
+            for (int i = 0; i < kIncrements; ++i) {
+                writer.update<std::int64_t>(counter, [](std::int64_t value) { return value + 1; });
+            }
+        } catch (...) {
+            ok = false;
+        }
+        ::_exit(ok ? 0 : 1);
+    }
+    for (int i = 0; i < kIncrements; ++i) {
+        defaults.update<std::int64_t>(counter, [](std::int64_t value) { return value + 1; });
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(defaults.get(counter), 2 * kIncrements);
+}
+
+TEST_F(UserDefaultsTest, UpdateStoresWhatTheChangeReturnsAndNothingRemoves) {
+    UserDefaults defaults(kSuite);
+    const DefaultsKey<std::optional<std::string>> word("word");
+    EXPECT_EQ(
+        defaults.update<std::optional<std::string>>(word,
+                                                    [](std::optional<std::string> value) {
+                                                        EXPECT_FALSE(value);
+                                                        return std::optional<std::string>("first");
+                                                    }),
+        std::optional<std::string>("first"));
+    EXPECT_EQ(defaults.get(word), std::optional<std::string>("first"));
+    defaults.update<std::optional<std::string>>(word, [](std::optional<std::string> value) {
+        EXPECT_EQ(value, std::optional<std::string>("first"));
+        return std::optional<std::string>();
+    });
+    EXPECT_FALSE(defaults.object("word"));
+}
+
+TEST_F(UserDefaultsTest, UpdateWhoseChangeThrowsLeavesTheValueAsItWas) {
+    UserDefaults defaults(kSuite);
+    defaults.set("count", std::int64_t{7});
+    EXPECT_THROW(defaults.update(
+                     "count",
+                     [](std::optional<UserDefaults::Value>) -> std::optional<UserDefaults::Value> {
+                         throw std::runtime_error("no");
+                     }),
+                 std::runtime_error);
+    EXPECT_EQ(defaults.object("count"), UserDefaults::Value(std::int64_t{7}));
+    // The transaction is over: another write goes through.
+    defaults.set("count", std::int64_t{8});
+    EXPECT_EQ(defaults.object("count"), UserDefaults::Value(std::int64_t{8}));
+}
+
+TEST_F(UserDefaultsTest, WritesWaitForAnotherConnectionInTheMiddleOfAWrite) {
+    UserDefaults defaults(kSuite);
+    defaults.set("key", std::int64_t{1});
+    // Another connection (another process, as far as SQLite knows) is in the middle of a
+    // write for a moment.
+    sqlite3* raw = nullptr;
+    ASSERT_EQ(sqlite3_open(defaults.path().c_str(), &raw), SQLITE_OK);
+    std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)> other(raw, &sqlite3_close_v2);
+    ASSERT_EQ(sqlite3_exec(raw, "BEGIN IMMEDIATE; UPDATE defaults SET value = 2 WHERE key = 'key'",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    std::thread releaser([raw] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        sqlite3_exec(raw, "COMMIT", nullptr, nullptr, nullptr);
+    });
+    const auto started = std::chrono::steady_clock::now();
+    defaults.set("other", std::int64_t{3});
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(250));
+    releaser.join();
+    EXPECT_EQ(defaults.object("key"), UserDefaults::Value(std::int64_t{2}));
+    EXPECT_EQ(defaults.object("other"), UserDefaults::Value(std::int64_t{3}));
 }
 
 TEST_F(UserDefaultsTest, OneInstanceIsSafeForSeveralThreads) {
