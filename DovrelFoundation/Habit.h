@@ -113,8 +113,10 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
     std::int64_t currentProgress() const;
     // When the next reminder is due (NextReminderCalculator at Clock::now()): nothing unless
     // remind() is on and the habit has a remindTime() and a repeatInterval(). Reminders pause for
-    // max(days / times, 1) days after lastPerformingDate(). A repeat interval with times 0, or the
-    // pair that overflows the division, stops the process (RepeatInterval never holds them).
+    // max(days / times, 1) days after lastPerformingDate(); a pause longer than the calculator can
+    // add is clamped by it, so any interval a blob or backup holds gives a date. A repeat interval
+    // with times 0, or the pair that overflows the division, stops the process (RepeatInterval
+    // never holds them).
     std::optional<Date> nextReminder() const;
 
     // ---- Day queries (`on` is any instant of the day) ----
@@ -126,8 +128,8 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
 
     // The progress on the day of `on`, a whole number from 0 to 100 (habitProgress(),
     // HabitProgress.h): 0 without a repeat interval; recomputed from every checkmark when `on`
-    // is earlier than the cached last date; otherwise continued from the caches, so that today
-    // and later days read no checkmark at all.
+    // is earlier than the cached last date or the cached score is not within 0...100; otherwise
+    // continued from the caches, so that today and later days read no checkmark at all.
     std::int64_t progress(Date on) const;
 
     // ---- Mutations ----

@@ -7,6 +7,7 @@
 #include "DovrelFoundation/HabitModel.h"
 #include "DovrelFoundation/HabitProgressCalculator.h"
 #include "DovrelFoundation/Performing.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/foundation/FatalError.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "platform/store/ManagedObjectModel.h"
@@ -158,8 +159,8 @@ std::string decodeString(const Json& value, const CodingPath& path) {
     return value.get<std::string>();
 }
 
-// ISO 8601 text, or a number of seconds since the reference date.
-Date decodeDate(const Json& value, const CodingPath& path) {
+// ISO 8601 text, or a number of seconds since the reference date; any instant it names.
+Date readDate(const Json& value, const CodingPath& path) {
     if (value.is_number()) {
         return Date(value.get<double>());
     }
@@ -172,6 +173,20 @@ Date decodeDate(const Json& value, const CodingPath& path) {
                             "Expected date string to be ISO8601-formatted.");
     }
     return *date;
+}
+
+// A date that habit data may hold (RepresentableDate.h): one that lies beyond the calendar's
+// reach is as unreadable as text that is no date.
+Date decodeDate(const Json& value, const CodingPath& path) {
+    const Date date = readDate(value, path);
+    if (!isRepresentable(date)) {
+        throw DecodingError(DecodingError::Kind::dataCorrupted, path,
+                            "Date <" + value.dump() +
+                                "> is not one a habit can hold: it lies more than " +
+                                std::to_string(static_cast<long long>(kRepresentableDateLimit)) +
+                                " seconds from 2001-01-01.");
+    }
+    return date;
 }
 
 // A value whose key must be present but which may be null.
@@ -302,7 +317,11 @@ LastFivePerformingDates decodeLastFivePerformingDates(const Json& record,
     std::vector<Date> dates;
     dates.reserve(list.size());
     for (std::size_t index = 0; index < list.size(); ++index) {
-        dates.push_back(decodeDate(list[index], appending(listPath, std::to_string(index))));
+        // A date that habit data cannot hold is skipped as an unreadable entry; the others stay.
+        const Date date = readDate(list[index], appending(listPath, std::to_string(index)));
+        if (isRepresentable(date)) {
+            dates.push_back(date);
+        }
     }
     return LastFivePerformingDates(std::move(dates));
 }
@@ -385,16 +404,21 @@ std::shared_ptr<Habit> decodeHabit(const Json& record, const CodingUserInfo& use
     }
     habit->setLastFivePerformingDates(lastFive);
 
-    double progress = 0;
+    // A score is never outside 0...100: a number outside (a huge one included) is as malformed
+    // as a missing one, and is computed from the checkmarks the same way.
+    std::optional<double> progress;
     try {
         progress =
             decodeDouble(requiredKey(record, HabitKey::lastPerformingDateProgress, codingPath),
                          path(HabitKey::lastPerformingDateProgress));
     } catch (const DecodingError&) {
+        progress = std::nullopt;
+    }
+    if (!progress || !HabitProgressCalculator::isScore(*progress)) {
         progress =
             HabitProgressCalculator::calculateProgress(dates, interval.times(), interval.days());
     }
-    habit->setLastPerformingDateProgress(progress);
+    habit->setLastPerformingDateProgress(*progress);
     return habit;
 }
 

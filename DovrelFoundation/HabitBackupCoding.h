@@ -54,8 +54,13 @@ class Performing;
 //     their keys must be there.
 //   - A missing or malformed "repeatInterval" becomes 1/1; a missing or malformed
 //     "lastFivePerformingDates" is rebuilt from the checkmark dates (the latest five); a missing
-//     or malformed "lastPerformingDateProgress" is computed from the checkmark dates and the
-//     interval (HabitProgressCalculator). Valid caches are taken as they are, not recomputed.
+//     or malformed "lastPerformingDateProgress", or one outside 0...100, is computed from the
+//     checkmark dates and the interval (HabitProgressCalculator). Valid caches are taken as they
+//     are, not recomputed.
+//   - Dates must be representable (RepresentableDate.h). In "lastFivePerformingDates" a date
+//     that is not is skipped, the record's other dates kept; a checkmark's "date",
+//     "creationDate" or "remindTime" that is not fails decoding with DecodingError
+//     (dataCorrupted), as date text that does not read does: a checkmark cannot be repaired.
 // A habit whose decoding throws stays inserted in the context (with whatever was decoded before
 // the failure) until the caller rolls the context back.
 //
@@ -94,7 +99,8 @@ std::shared_ptr<Performing> decodePerforming(const nlohmann::ordered_json& recor
 // "times" and "days", both required, normalised as by the RepeatInterval constructor.
 RepeatInterval decodeRepeatInterval(const nlohmann::ordered_json& record,
                                     const CodingPath& codingPath = {});
-// "dates", required, built into LastFivePerformingDates (sorted, the last five kept).
+// "dates", required, built into LastFivePerformingDates (sorted, the last five kept); dates that
+// are not representable are left out.
 LastFivePerformingDates decodeLastFivePerformingDates(const nlohmann::ordered_json& record,
                                                       const CodingPath& codingPath = {});
 

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "DovrelFoundation/RepresentableDate.h"
+
 namespace dovrel {
 
 namespace {
@@ -91,9 +93,10 @@ std::string iso8601Text(Date date) {
     // Whole milliseconds since the reference date, then since 1970 in integers, so that a date
     // of whole milliseconds is written exactly.
     const double sinceReference = std::round(date.timeIntervalSinceReferenceDate() * 1000.0);
-    // About 28,000 years either side of 1970: far beyond any habit, and within the civil
-    // calendar of <chrono>.
-    if (!std::isfinite(sinceReference) || std::fabs(sinceReference) > 9.0e14) {
+    // The representable dates (RepresentableDate.h), about 28,500 years either side of 2001:
+    // far beyond any habit, and within the civil calendar of <chrono>.
+    if (!std::isfinite(sinceReference) ||
+        std::fabs(sinceReference) > kRepresentableDateLimit * 1000.0) {
         throw std::domain_error("a date that cannot be written as ISO 8601 text");
     }
     const std::int64_t total = static_cast<std::int64_t>(sinceReference) + kReferenceDateIn1970Ms;

@@ -21,9 +21,10 @@ namespace dovrel {
 // Archives written by other programs may hold numbers instead; those are read by the archive
 // itself as seconds since the reference date.
 //
-// Failures: iso8601Text throws std::domain_error for a non-finite date or one more than about
-// 28,000 years from 1970; dateFromISO8601Text answers nothing for text it does not accept
-// (also for years beyond -32767...32767).
+// Failures: iso8601Text throws std::domain_error for a date that is not representable
+// (RepresentableDate.h: not finite, or more than about 28,500 years from 2001);
+// dateFromISO8601Text answers nothing for text it does not accept (also for years beyond
+// -32767...32767).
 std::string iso8601Text(Date date);
 std::optional<Date> dateFromISO8601Text(std::string_view text);
 

@@ -15,7 +15,9 @@ std::int64_t habitProgress(const std::optional<RepeatInterval>& interval,
     if (lastFivePerformingDates && !lastFivePerformingDates->dates().empty()) {
         last = lastFivePerformingDates->dates().back();
     }
-    if (last && on < *last) {
+    // A cached score outside 0...100 (a store row that anyone may have written) describes no
+    // state at all: the score is recomputed from the history as for an earlier day.
+    if ((last && on < *last) || !HabitProgressCalculator::isScore(lastPerformingDateProgress)) {
         const std::vector<Date> dates = performingDates();
         return HabitProgressCalculator::calculateProgress(dates, interval->times(),
                                                           interval->days(), on);

@@ -81,6 +81,14 @@ void sortDates(std::vector<Date>& dates, CalendarDayIndex& index) {
     std::sort(dates.begin(), dates.end());
 }
 
+// A stored score as a score: within 0...100, NaN as 0.
+double scoreWithinBounds(double progress) {
+    if (std::isnan(progress)) {
+        return 0;
+    }
+    return std::clamp(progress, 0.0, kFullScore);
+}
+
 double continued(double progress, std::optional<Date> lastDate, std::int64_t repeatingTimes,
                  std::int64_t perDays, Date onDate, CalendarDayIndex& index) {
     if (!lastDate) {
@@ -176,12 +184,12 @@ double HabitProgressCalculator::continuedProgress(double lastPerformanceDateProg
                                                   std::optional<Date> lastPerformanceDate,
                                                   std::int64_t repeatingTimes, std::int64_t perDays,
                                                   Date onDate) {
+    const double score = scoreWithinBounds(lastPerformanceDateProgress);
     if (!lastPerformanceDate) {
-        return lastPerformanceDateProgress;
+        return score;
     }
     CalendarDayIndex index = CalendarDayIndex::current();
-    return continued(lastPerformanceDateProgress, lastPerformanceDate, repeatingTimes, perDays,
-                     onDate, index);
+    return continued(score, lastPerformanceDate, repeatingTimes, perDays, onDate, index);
 }
 
 }  // namespace dovrel

@@ -54,9 +54,17 @@ struct HabitProgressCalculator {
     // The continuation without rounding: `lastPerformanceDateProgress` unchanged when there is
     // no last date; otherwise decayed for every missed day between the last date's day and
     // `onDate`'s day (a gap below 0 counts as 0, a gap of g >= 2 costs g - 1 missed days).
+    // A known score comes from storage, where anything may have written any number: one outside
+    // 0...100 is taken as the nearest bound, and one that is not a number as 0, so that the
+    // result is always a score.
     static double continuedProgress(double lastPerformanceDateProgress,
                                     std::optional<Date> lastPerformanceDate,
                                     std::int64_t repeatingTimes, std::int64_t perDays, Date onDate);
+
+    // True for a number that can be a score: 0 to 100, both included (false for NaN).
+    static constexpr bool isScore(double progress) noexcept {
+        return progress >= 0 && progress <= 100;
+    }
 
     // One checkmark's gain applied to `progress`.
     static double gainedProgress(double progress);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/foundation/FatalError.h"
 
 namespace dovrel {
@@ -77,7 +78,9 @@ std::optional<LastFivePerformingDates> LastFivePerformingDates::decode(KeyedUnar
     for (const std::string& key : coder.allKeys()) {
         const std::optional<std::int64_t> index = dateIndex(key);
         if (index && *index < count) {
-            if (const std::optional<Date> date = coder.decodeDate(key)) {
+            // A date that habit data cannot hold is skipped like an object that is no date.
+            const std::optional<Date> date = coder.decodeDate(key);
+            if (date && isRepresentable(*date)) {
                 dates.push_back(*date);
             }
         }

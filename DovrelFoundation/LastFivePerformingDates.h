@@ -39,9 +39,10 @@ class LastFivePerformingDates final : public SecureCoding {
 
     // Secure coding: the count under the integer key "datesCount", then each date as a date
     // object under "date0", "date1", ... Decoding reads "datesCount" (missing: 0) and, for each
-    // index below it, the object under "date<index>", keeping it when it is a date and skipping
-    // anything else; the result is built as by the constructor. A negative "datesCount" is a
-    // programming error and stops the process.
+    // index below it, the object under "date<index>", keeping it when it is a representable date
+    // (RepresentableDate.h) and skipping anything else (an object of another class, a date that
+    // is not a number, infinite or beyond the calendar's reach); the result is built as by the
+    // constructor. A negative "datesCount" is a programming error and stops the process.
     std::string className() const override { return std::string(kClassName); }
     void encode(KeyedArchiver& coder) const override;
     static std::optional<LastFivePerformingDates> decode(KeyedUnarchiver& coder);

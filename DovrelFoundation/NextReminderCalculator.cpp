@@ -1,22 +1,21 @@
 #include "DovrelFoundation/NextReminderCalculator.h"
 
-#include <string>
+#include <algorithm>
 
-#include "platform/foundation/FatalError.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/foundation/Region.h"
 
 namespace dovrel {
 
 namespace {
 
-Date addingDays(const Region& region, Date date, std::int64_t days) {
+// `date` plus `days` calendar days, the offset clamped to the longest skip; nothing when the
+// calendar cannot place `date` (not finite).
+std::optional<Date> addingDays(const Region& region, Date date, std::int64_t days) {
     DateComponents offsets;
-    offsets.day = days;
-    const auto moved = region.dateByAdding(offsets, date);
-    if (!moved) {
-        fatalError("The calendar cannot add " + std::to_string(days) + " days to a date");
-    }
-    return *moved;
+    offsets.day = std::clamp(days, -NextReminderCalculator::kLongestSkipInterval,
+                             NextReminderCalculator::kLongestSkipInterval);
+    return region.dateByAdding(offsets, date);
 }
 
 }  // namespace
@@ -28,16 +27,18 @@ Date NextReminderCalculator::nextReminder(Date on, Date reminderTime, std::int64
 
     Date earliestDay = startOn;
     if (lastPerformingDate) {
-        const Date resumeDay = addingDays(region, *lastPerformingDate, skipInterval);
-        if (resumeDay >= startOn) {
-            earliestDay = resumeDay;
+        const std::optional<Date> resumeDay = addingDays(region, *lastPerformingDate, skipInterval);
+        if (resumeDay && *resumeDay >= startOn) {
+            earliestDay = *resumeDay;
         }
     }
 
     const TimeInterval timeOfDay = reminderTime - region.startOfDay(reminderTime);
     const Date candidate = earliestDay + timeOfDay;
     if (candidate < on) {
-        return addingDays(region, candidate, 1);
+        if (const std::optional<Date> nextDay = addingDays(region, candidate, 1)) {
+            return *nextDay;
+        }
     }
     return candidate;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "DovrelFoundation/ColorExtensions.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/foundation/ValueTransformer.h"
 
 namespace dovrel {
@@ -196,8 +197,14 @@ std::optional<LastFivePerformingDates> lastFivePerformingDatesFromBlob(const Dat
     std::vector<Date> dates;
     for (std::size_t slot = 0; slot < LastFivePerformingDates::kCapacity; ++slot) {
         const std::size_t offset = slot * kSlotStride;
-        if (data[offset + kSlotTagOffset] == kSlotHoldsDate) {
-            dates.emplace_back(std::bit_cast<double>(getUInt64(data, offset)));
+        if (data[offset + kSlotTagOffset] != kSlotHoldsDate) {
+            continue;
+        }
+        // A slot tagged as holding a date whose number is no date that habit data may hold (not
+        // a number, infinite, or beyond the calendar's reach) is unreadable, like an empty one.
+        const Date date(std::bit_cast<double>(getUInt64(data, offset)));
+        if (isRepresentable(date)) {
+            dates.push_back(date);
         }
     }
     return LastFivePerformingDates(std::move(dates));

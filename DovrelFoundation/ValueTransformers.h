@@ -57,8 +57,9 @@ std::optional<RepeatInterval> repeatIntervalFromBlob(const Data& data);
 inline constexpr std::size_t kLastFivePerformingDatesBlobSize = 73;
 Data lastFivePerformingDatesBlob(const LastFivePerformingDates& dates);
 // 73 bytes: the dates of the slots tagged 0 (any other tag reads as empty), built into a
-// LastFivePerformingDates (sorted, last five). Any other length: nothing (there is no archive
-// fallback).
+// LastFivePerformingDates (sorted, last five). A slot tagged 0 whose date is not representable
+// (RepresentableDate.h: not a number, infinite, or too far away for the calendar) is skipped as
+// unreadable. Any other length: nothing (there is no archive fallback).
 std::optional<LastFivePerformingDates> lastFivePerformingDatesFromBlob(const Data& data);
 
 // A colour object of a keyed archive, class "UIColor" or "NSColor" (or one that lists either

@@ -1,8 +1,11 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <iostream>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "DovrelFoundation/HabitBackupArchive.h"
 #include "DovrelFoundation/HabitModel.h"
@@ -10,6 +13,7 @@
 #include "DovrelFoundation/StringExtensions.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/Commands.h"
+#include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/Texts.h"
 #include "platform/store/PersistentContainer.h"
 #include "platform/store/PersistentStoreDescription.h"
@@ -49,9 +53,37 @@ std::string habitsText(std::size_t count) {
 
 }  // namespace
 
-void backupHabits(const Application& application, const std::filesystem::path& file) {
+void backupHabits(const Application& application, const std::filesystem::path& file, bool force) {
     const auto& context = application.coreDataManager().viewContext();
-    const std::size_t count = application.habits().size();
+    const auto habits = application.habits();
+    const std::size_t count = habits.size();
+
+    // The habits without a colour, "2 “Read”, #3", in list order.
+    std::string colourless;
+    std::int64_t colourlessCount = 0;
+    for (std::size_t i = 0; i < habits.size(); ++i) {
+        if (habits[i]->color()) {
+            continue;
+        }
+        if (!colourless.empty()) {
+            colourless += ", ";
+        }
+        const std::optional<std::string> name = habits[i]->name();
+        colourless +=
+            name ? std::to_string(i + 1) + " " + habitTitle(name, i + 1) : habitTitle(name, i + 1);
+        ++colourlessCount;
+    }
+    if (colourlessCount > 0) {
+        const std::initializer_list<std::pair<std::string_view, std::string>> values = {
+            {"habits", localized("Cli.Backup.Colourless", colourlessCount)},
+            {"list", colourless},
+            {"file", file.string()}};
+        if (!force) {
+            throw CommandError(text("Cli.Error.BackupColourless", values));
+        }
+        std::cerr << "dovrel: " << text("Cli.Warning.BackupColourless", values) << '\n';
+    }
+
     try {
         HabitBackupArchive::writeBackupFile(context, file);
     } catch (const Error& error) {

@@ -13,6 +13,7 @@
 #include "apps/dovrel/HabitJson.h"
 #include "apps/dovrel/HabitReports.h"
 #include "apps/dovrel/HabitSelection.h"
+#include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/HabitViews.h"
 #include "apps/dovrel/LocaleFormats.h"
 #include "apps/dovrel/TextLayout.h"
@@ -32,15 +33,6 @@ struct FoundHabit {
     std::size_t listNumber;
 };
 
-std::string nameOrNumber(const std::optional<std::string>& name, std::size_t listNumber) {
-    if (name) {
-        return text("Cli.Habit.Quoted", {{"name", *name}});
-    }
-    std::string number = "#";
-    number += std::to_string(listNumber);
-    return number;
-}
-
 FoundHabit findHabit(const Application& application, const std::string& words) {
     const auto habits = application.habits();
     std::vector<HabitCandidate> candidates;
@@ -59,7 +51,7 @@ FoundHabit findHabit(const Application& application, const std::string& words) {
                 names += ", ";
             }
             names += std::to_string(position + 1) + " " +
-                     nameOrNumber(candidates[position].name, position + 1);
+                     habitTitle(candidates[position].name, position + 1);
         }
         throw CommandError(text("Cli.Error.SeveralHabits", {{"words", words}, {"habits", names}}));
     }
@@ -124,13 +116,15 @@ std::string dayText(Date date) {
 
 }  // namespace
 
-void listHabits(const Application& application, const Terminal& terminal, bool json) {
-    const Date now = Clock::now();
-    const auto reports = makeHabitReports(application.habits(), now, ReportDetail::list);
+void listHabits(const Application& application, const Terminal& terminal, std::optional<Date> at,
+                bool json) {
+    const auto reports =
+        makeHabitReports(application.habits(), at.value_or(Clock::now()), ReportDetail::list);
     if (json) {
         std::cout << habitListJson(reports, Region::current()).dump(2, ' ', false) << '\n';
     } else {
-        print(habitListLines(reports, terminal, Region::current()));
+        print(habitListLines(reports, terminal, Region::current(),
+                             at ? ListDay::asked : ListDay::today));
     }
     application.tracker().trackEvent(MainApp(MainApp::name_main_screen).rawValue());
 }
@@ -148,7 +142,7 @@ void addHabit(const Application& application, const HabitEdits& edits) {
         applyEdits(*added, edits, RepeatInterval());
     });
     application.habitsChanged();
-    std::cout << text("Cli.Add.Done", {{"habit", nameOrNumber(added->name(), listNumber)},
+    std::cout << text("Cli.Add.Done", {{"habit", habitTitle(added->name(), listNumber)},
                                        {"number", std::to_string(listNumber)}})
               << '\n';
     application.tracker().trackEvent(
@@ -164,7 +158,7 @@ void checkHabit(const Application& application, const std::string& words, std::o
     const bool checked = habit.hasPerformings(day);
     const std::int64_t progress = habit.progress(day);
     std::cout << text(checked ? "Cli.Check.Checked" : "Cli.Check.Unchecked",
-                      {{"habit", nameOrNumber(habit.name(), found.listNumber)},
+                      {{"habit", habitTitle(habit.name(), found.listNumber)},
                        {"day", dayText(day)},
                        {"progress", std::to_string(progress)}})
               << '\n';
@@ -195,7 +189,7 @@ void editHabit(const Application& application, const std::string& words, const H
         applyEdits(habit, edits, habit.repeatInterval().value_or(RepeatInterval()));
     });
     application.habitsChanged();
-    std::cout << text("Cli.Edit.Done", {{"habit", nameOrNumber(habit.name(), found.listNumber)}})
+    std::cout << text("Cli.Edit.Done", {{"habit", habitTitle(habit.name(), found.listNumber)}})
               << '\n';
     application.tracker().trackEvent(
         MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_habit).rawValue());
@@ -203,7 +197,7 @@ void editHabit(const Application& application, const std::string& words, const H
 
 void deleteHabit(const Application& application, const std::string& words) {
     const auto found = findHabit(application, words);
-    const std::string name = nameOrNumber(found.habit->name(), found.listNumber);
+    const std::string name = habitTitle(found.habit->name(), found.listNumber);
     application.save(
         [&](store::ManagedObjectContext& context) { context.deleteObject(found.habit); });
     application.habitsChanged();
@@ -220,7 +214,7 @@ void resetHabit(const Application& application, const std::string& words) {
     const std::int64_t daysSinceLastCheckmark = last ? daysSince(now, *last) : 0;
     application.save([&](store::ManagedObjectContext&) { habit.resetProgress(); });
     application.habitsChanged();
-    std::cout << text("Cli.Reset.Done", {{"habit", nameOrNumber(habit.name(), found.listNumber)}})
+    std::cout << text("Cli.Reset.Done", {{"habit", habitTitle(habit.name(), found.listNumber)}})
               << '\n';
     application.tracker().trackHabitProgressReset(
         habit.name().value_or(""), habit.question().value_or(""), daysSinceLastCheckmark);

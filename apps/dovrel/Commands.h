@@ -30,8 +30,10 @@ struct HabitEdits {
     bool remindOff = false;             // switches the reminder off (edit)
 };
 
-// list: today's habits, oldest first, as text or as a JSON array.
-void listHabits(const Application& application, const Terminal& terminal, bool json);
+// list [--at WHEN] [--json]: the habits, oldest first, with their progress and mark on the day
+// of `at` (today when absent), as text or as a JSON array.
+void listHabits(const Application& application, const Terminal& terminal, std::optional<Date> at,
+                bool json);
 // add NAME
 void addHabit(const Application& application, const HabitEdits& edits);
 // check HABIT [--at WHEN] [--from-widget]
@@ -46,8 +48,12 @@ void editHabit(const Application& application, const std::string& habit, const H
 void deleteHabit(const Application& application, const std::string& habit);
 // reset HABIT
 void resetHabit(const Application& application, const std::string& habit);
-// backup FILE
-void backupHabits(const Application& application, const std::filesystem::path& file);
+// backup FILE [--force]. A habit without a colour is written with a null colour, and such a
+// record never restores, so one colourless habit would make the whole file unrestorable: the
+// command names those habits and says how to give them a colour, and writes nothing (a
+// CommandError) unless `force` is given; with `force` it writes the file and warns on standard
+// error.
+void backupHabits(const Application& application, const std::filesystem::path& file, bool force);
 // restore FILE [--dry-run]
 void restoreHabits(const Application& application, const std::filesystem::path& file, bool dryRun);
 // settings

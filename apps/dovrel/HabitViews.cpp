@@ -5,6 +5,7 @@
 
 #include "apps/dovrel/ColorArgument.h"
 #include "apps/dovrel/HabitJson.h"
+#include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/LocaleFormats.h"
 #include "apps/dovrel/MonthCalendar.h"
 #include "apps/dovrel/ProgressBar.h"
@@ -50,16 +51,12 @@ void appendFields(std::vector<std::string>& lines,
 }  // namespace
 
 std::string quotedHabitName(const HabitReport& report) {
-    if (!report.name) {
-        std::string number = "#";
-        number += std::to_string(report.listNumber);
-        return number;
-    }
-    return text("Cli.Habit.Quoted", {{"name", *report.name}});
+    return habitTitle(report.name, report.listNumber);
 }
 
 std::vector<std::string> habitListLines(const std::vector<HabitReport>& reports,
-                                        const Terminal& terminal, const Region& region) {
+                                        const Terminal& terminal, const Region& region,
+                                        ListDay day) {
     if (reports.empty()) {
         return {text("Cli.List.Empty"), text("Cli.List.EmptyHint")};
     }
@@ -95,7 +92,10 @@ std::vector<std::string> habitListLines(const std::vector<HabitReport>& reports,
     const std::string nameHeader = text("Cli.List.Header.Habit");
     const std::string intervalHeader = text("Cli.List.Header.Interval");
     const std::string progressHeader = text("Cli.List.Header.Progress");
-    const std::string todayHeader = text("Cli.List.Header.Today");
+    // The mark column is headed by its day when another day was asked for.
+    const std::string todayHeader = day == ListDay::today
+                                        ? text("Cli.List.Header.Today")
+                                        : display.format(reports.front().day, dayPattern);
     nameWidth = std::max(nameWidth, displayWidth(nameHeader));
     intervalWidth = std::max(intervalWidth, displayWidth(intervalHeader));
     const std::size_t progressWidth = std::max(kBarWidth + 4, displayWidth(progressHeader));

@@ -4,11 +4,13 @@
 // Colours only on a terminal, never with NO_COLOR. Texts follow the user's locale (LANG).
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <cstdio>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "DovrelFoundation/RepeatInterval.h"
 #include "DovrelFoundation/Version.h"
@@ -16,8 +18,10 @@
 #include "apps/dovrel/ColorArgument.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/Commands.h"
+#include "apps/dovrel/CountArgument.h"
 #include "apps/dovrel/Terminal.h"
 #include "apps/dovrel/Texts.h"
+#include "apps/dovrel/UsageErrors.h"
 #include "apps/dovrel/When.h"
 #include "platform/foundation/Region.h"
 
@@ -52,8 +56,8 @@ struct HabitOptions {
     std::optional<std::string> name;
     std::optional<std::string> question;
     std::optional<std::string> color;
-    std::optional<std::int64_t> times;
-    std::optional<std::int64_t> days;
+    std::optional<std::string> times;
+    std::optional<std::string> days;
     std::optional<std::string> remind;
     bool noRemind = false;
 };
@@ -62,12 +66,9 @@ void addHabitOptions(CLI::App& command, HabitOptions& options) {
     command.add_option("--question", options.question, text("Cli.Help.Option.Question"));
     command.add_option("--color", options.color, text("Cli.Help.Option.Color"))
         ->type_name("#RRGGBB|NAME");
-    command.add_option("--times", options.times, text("Cli.Help.Option.Times"))
-        ->check(CLI::PositiveNumber)
-        ->type_name("N");
-    command.add_option("--days", options.days, text("Cli.Help.Option.Days"))
-        ->check(CLI::PositiveNumber)
-        ->type_name("N");
+    // Numbers are read as words and checked by the program, in its own words.
+    command.add_option("--times", options.times, text("Cli.Help.Option.Times"))->type_name("N");
+    command.add_option("--days", options.days, text("Cli.Help.Option.Days"))->type_name("N");
     command.add_option("--remind", options.remind, text("Cli.Help.Option.Remind"))
         ->type_name("HH:MM");
 }
@@ -88,8 +89,14 @@ dovrel::cli::HabitEdits readEdits(const HabitOptions& options) {
             throw dovrel::cli::UsageError(text("Cli.Error.BadColor", {{"color", *options.color}}));
         }
     }
-    edits.times = options.times;
-    edits.days = options.days;
+    if (options.times) {
+        edits.times = dovrel::cli::parseIntervalCount(*options.times,
+                                                      dovrel::cli::IntervalCount::times, "--times");
+    }
+    if (options.days) {
+        edits.days = dovrel::cli::parseIntervalCount(*options.days,
+                                                     dovrel::cli::IntervalCount::days, "--days");
+    }
     if (options.remind) {
         edits.remindAt = dovrel::cli::parseTimeOfDay(*options.remind);
         if (!edits.remindAt) {
@@ -112,6 +119,13 @@ std::optional<dovrel::Date> readWhen(const std::optional<std::string>& words) {
     return date;
 }
 
+// Prints a usage error as the program reports them: the sentence, then where to find help.
+int reportUsageError(const dovrel::cli::UsageError& error) {
+    std::cout.flush();
+    std::cerr << "dovrel: " << error.what() << "\n" << text("Cli.Error.SeeHelp") << "\n";
+    return 2;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -129,6 +143,9 @@ int main(int argc, char** argv) {
     CLI::App app{text("Cli.Help.Description"), "dovrel"};
     app.require_subcommand(0, 1);
     app.fallthrough();
+    // Unknown words are left over rather than failing the parse, so that the program can name
+    // them in its own words (UsageErrors.h).
+    app.allow_extras();
     bool showVersion = false;
     std::optional<std::string> storePath;
     bool debug = false;
@@ -145,6 +162,7 @@ int main(int argc, char** argv) {
     bool dryRun = false;
 
     auto* list = app.add_subcommand("list", text("Cli.Help.List"));
+    list->add_option("--at", at, text("Cli.Help.Option.ListAt"))->type_name("WHEN");
     list->add_flag("--json", json, text("Cli.Help.Option.Json"));
 
     auto* add = app.add_subcommand("add", text("Cli.Help.Add"));
@@ -175,6 +193,8 @@ int main(int argc, char** argv) {
 
     auto* backup = app.add_subcommand("backup", text("Cli.Help.Backup"));
     backup->add_option("FILE", file, text("Cli.Help.Option.BackupFile"))->required();
+    bool force = false;
+    backup->add_flag("--force", force, text("Cli.Help.Option.Force"));
 
     auto* restore = app.add_subcommand("restore", text("Cli.Help.Restore"));
     restore->add_option("FILE", file, text("Cli.Help.Option.BackupFile"))->required();
@@ -185,15 +205,23 @@ int main(int argc, char** argv) {
     auto* version = app.add_subcommand("version", text("Cli.Help.Version"));
     auto* palette = app.add_subcommand("palette", text("Cli.Help.Palette"));
     auto* interval = app.add_subcommand("interval", text("Cli.Help.Interval"));
-    std::int64_t times = 1, days = 1;
-    interval->add_option("times", times, text("Cli.Help.Option.Times"))->required();
-    interval->add_option("days", days, text("Cli.Help.Option.Days"))->required();
+    std::string times, days;
+    interval->add_option("TIMES", times, text("Cli.Help.Option.Times"))->required()->type_name("N");
+    interval->add_option("DAYS", days, text("Cli.Help.Option.Days"))->required()->type_name("N");
 
+    const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        const int status = app.exit(error);
-        return status == 0 ? 0 : 2;
+        // A request for help prints the help and succeeds; every other failure is a usage error,
+        // told in the program's own words.
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return app.exit(error);
+        }
+        return reportUsageError(dovrel::cli::usageErrorFor(error, app, arguments));
+    }
+    if (const auto leftover = dovrel::cli::leftoverWordsError(app)) {
+        return reportUsageError(*leftover);
     }
 
     try {
@@ -207,7 +235,9 @@ int main(int argc, char** argv) {
             return 0;
         }
         if (interval->parsed()) {
-            printInterval(times, days);
+            printInterval(
+                dovrel::cli::parseIntervalCount(times, dovrel::cli::IntervalCount::times, "TIMES"),
+                dovrel::cli::parseIntervalCount(days, dovrel::cli::IntervalCount::days, "DAYS"));
             return 0;
         }
 
@@ -235,18 +265,16 @@ int main(int argc, char** argv) {
         } else if (reset->parsed()) {
             dovrel::cli::resetHabit(application, habit);
         } else if (backup->parsed()) {
-            dovrel::cli::backupHabits(application, file);
+            dovrel::cli::backupHabits(application, file, force);
         } else if (restore->parsed()) {
             dovrel::cli::restoreHabits(application, file, dryRun);
         } else if (settings->parsed()) {
             dovrel::cli::showSettings(application);
         } else {
-            dovrel::cli::listHabits(application, terminal, json);
+            dovrel::cli::listHabits(application, terminal, when, json);
         }
     } catch (const dovrel::cli::UsageError& error) {
-        std::cout.flush();
-        std::cerr << "dovrel: " << error.what() << "\n" << text("Cli.Error.SeeHelp") << "\n";
-        return 2;
+        return reportUsageError(error);
     } catch (const std::exception& error) {
         std::cout.flush();
         std::cerr << "dovrel: " << error.what() << "\n";

@@ -370,6 +370,17 @@ TEST_F(HabitBackupArchiveTest, EveryMalformedRecordIsNamedInTheErrorAndTheStoreI
         {"checkmark with unreadable date",
          with(base, "performings", Json::array({Json{{"date", "tomorrow"}}})), "Broken",
          "habits[2].performings[0].date"},
+        {"checkmark dated beyond the calendar",
+         with(base, "performings", Json::array({Json{{"date", 1e300}}})), "Broken",
+         "habits[2].performings[0].date"},
+        {"checkmark dated 40,000 years ahead",
+         with(base, "performings",
+              Json::array({Json{{"date", "2024-01-05T00:00:00.000Z"}}, Json{{"date", 1.26e12}}})),
+         "Broken", "habits[2].performings[1].date"},
+        {"creation date beyond the calendar", with(base, "creationDate", -1e300), "Broken",
+         "habits[2].creationDate"},
+        {"remind time beyond the calendar", with(base, "remindTime", 1e300), "Broken",
+         "habits[2].remindTime"},
         {"record that is not an object", Json("Broken"), std::nullopt, "habits[2]"},
     };
     for (const auto& testCase : cases) {

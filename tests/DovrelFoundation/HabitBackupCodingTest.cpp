@@ -6,6 +6,7 @@
 #include "DovrelFoundation/HabitBackupDates.h"
 #include "DovrelFoundation/HabitProgressCalculator.h"
 #include "DovrelFoundation/Performing.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/store/ManagedObjectContext.h"
 #include "tests/DovrelFoundation/HabitStore.h"
 #include "tests/support/CivilDate.h"
@@ -415,6 +416,90 @@ TEST_F(HabitBackupCodingTest, RequiredValuesThatAreMissingOrMalformedFailWithThe
     }
     Json notARecord = "habit";
     EXPECT_THROW(decode(notARecord), DecodingError);
+}
+
+TEST_F(HabitBackupCodingTest, DatesBeyondTheRepresentableRangeFailWithTheirPlace) {
+    struct Case {
+        const char* key;
+        Json value;
+        std::vector<std::string> path;
+    };
+    const std::vector<Case> cases = {
+        {"creationDate", 1e300, {"creationDate"}},
+        {"remindTime", -1e300, {"remindTime"}},
+        {"remindTime", "+32000-01-01T00:00:00.000Z", {"remindTime"}},
+        {"performings",
+         Json::array({Json{{"date", 100.0}}, Json{{"date", 1e300}}}),
+         {"performings", "1", "date"}},
+        {"performings",
+         Json::array({Json{{"date", 9.000000001e11}}}),
+         {"performings", "0", "date"}},
+        {"performings",
+         Json::array({Json{{"date", "-30000-06-01T00:00:00Z"}}}),
+         {"performings", "0", "date"}},
+    };
+    for (const auto& testCase : cases) {
+        Json written = record();
+        written[testCase.key] = testCase.value;
+        try {
+            decodeHabit(written, userInfo(), {"habits", "2"});
+            ADD_FAILURE() << "restored: " << written.dump();
+        } catch (const DecodingError& error) {
+            std::vector<std::string> expectedPath = {"habits", "2"};
+            expectedPath.insert(expectedPath.end(), testCase.path.begin(), testCase.path.end());
+            EXPECT_EQ(error.kind(), DecodingError::Kind::dataCorrupted) << written.dump();
+            EXPECT_EQ(error.codingPath(), expectedPath) << written.dump();
+            EXPECT_NE(error.debugDescription().find("is not one a habit can hold"),
+                      std::string::npos)
+                << error.debugDescription();
+        }
+    }
+}
+
+TEST_F(HabitBackupCodingTest, DatesAtTheEndsOfTheRepresentableRangeRestore) {
+    Json written = record(0);
+    written["creationDate"] = -kRepresentableDateLimit;
+    written["remindTime"] = kRepresentableDateLimit;
+    written["performings"] = Json::array({Json{{"date", kRepresentableDateLimit}}});
+    auto habit = decode(written);
+    EXPECT_EQ(habit->creationDate(), Date(-kRepresentableDateLimit));
+    EXPECT_EQ(habit->remindTime(), Date(kRepresentableDateLimit));
+    EXPECT_EQ(habit->performingDates(), std::vector<Date>{Date(kRepresentableDateLimit)});
+    // And they can be written again.
+    EXPECT_NO_THROW(encodeHabit(*habit));
+}
+
+TEST_F(HabitBackupCodingTest, FiveDateRecordEntriesBeyondTheRepresentableRangeAreSkipped) {
+    const Date first = civilDate(2024, 3, 1, 9, 30, 0);
+    Json written = record(3);
+    written["lastFivePerformingDates"]["dates"] = Json::array(
+        {1e300, iso8601Text(first), -1e300, "+32000-01-01T00:00:00.000Z", 9.000000001e11});
+    auto habit = decode(written);
+    ASSERT_TRUE(habit->lastFivePerformingDates().has_value());
+    // The readable date is kept as it was written, not rebuilt from the three checkmarks.
+    EXPECT_EQ(habit->lastFivePerformingDates()->dates(), std::vector<Date>{first});
+
+    const auto onlyUnreadable =
+        decodeLastFivePerformingDates(Json{{"dates", Json::array({1e300, -1e300})}});
+    EXPECT_TRUE(onlyUnreadable.dates().empty());
+}
+
+TEST_F(HabitBackupCodingTest, AProgressOutsideZeroToHundredIsComputedFromTheCheckmarks) {
+    for (const Json& stored : {Json(1e300), Json(-1e300), Json(100.5), Json(-0.25)}) {
+        Json written = record(4);
+        written["lastPerformingDateProgress"] = stored;
+        auto habit = decode(written);
+        const double expected =
+            HabitProgressCalculator::calculateProgress(sortedDates(*habit), 3, 7);
+        EXPECT_DOUBLE_EQ(habit->lastPerformingDateProgress(), expected) << stored.dump();
+        EXPECT_TRUE(HabitProgressCalculator::isScore(habit->lastPerformingDateProgress()));
+    }
+    // The bounds themselves are scores and are taken as they are.
+    for (const double stored : {0.0, 100.0}) {
+        Json written = record(4);
+        written["lastPerformingDateProgress"] = stored;
+        EXPECT_EQ(decode(written)->lastPerformingDateProgress(), stored);
+    }
 }
 
 TEST_F(HabitBackupCodingTest, AWholeNumberWrittenWithAFractionIsAnInteger) {

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
+
 #include "DovrelFoundation/ContextExtensions.h"
 #include "DovrelFoundation/LastFivePerformingDates.h"
+#include "DovrelFoundation/NextReminderCalculator.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Color.h"
 #include "tests/DovrelFoundation/HabitStore.h"
@@ -158,6 +162,23 @@ TEST_F(HabitNextReminderTest, WithoutReminderTimeOrIntervalThereIsNoReminder) {
     auto noInterval = makeHabit(RepeatInterval(1, 1));
     noInterval->setRepeatInterval(std::nullopt);
     EXPECT_FALSE(nextReminderAt(*noInterval, newYork(2024, 1, 8, 8)));
+}
+
+TEST_F(HabitNextReminderTest, AnIntervalOfBillionsOfDaysPausesForTheLongestSkip) {
+    const Date checked = newYork(2024, 1, 8);
+    const Date longest =
+        NextReminderCalculator::nextReminder(newYork(2024, 1, 8, 8), newYork(2022, 2, 14, 9, 0),
+                                             NextReminderCalculator::kLongestSkipInterval, checked);
+    for (const std::int64_t days :
+         {std::int64_t{3'000'000'000}, std::numeric_limits<std::int64_t>::max()}) {
+        auto habit = makeHabit(RepeatInterval(1, days), {checked});
+        EXPECT_EQ(nextReminderAt(*habit, newYork(2024, 1, 8, 8)), longest) << days;
+    }
+    // Many times in billions of days is still a long pause; billions of times a day none.
+    auto often = makeHabit(RepeatInterval(3, 9'000'000'000), {checked});
+    EXPECT_EQ(nextReminderAt(*often, newYork(2024, 1, 8, 8)), longest);
+    auto constantly = makeHabit(RepeatInterval(3'000'000'000, 1), {checked});
+    EXPECT_EQ(nextReminderAt(*constantly, newYork(2024, 1, 8, 8)), newYork(2024, 1, 9, 9));
 }
 
 TEST_F(HabitNextReminderTest, AnIntervalThatCannotBeDividedStopsTheProcess) {

@@ -370,6 +370,26 @@ TEST_F(HabitProgressCalculatorTest, TodayAndLaterDaysReadOnlyTheCachesNeverTheHi
     EXPECT_EQ(history.reads, 1);
 }
 
+TEST_F(HabitProgressCalculatorTest, ACachedScoreOutsideZeroToHundredIsRecomputedFromTheHistory) {
+    const std::vector<Date> dates = {januaryNoon(1), januaryNoon(2), januaryNoon(4)};
+    const LastFivePerformingDates cache(dates);
+    const RepeatInterval daily(1, 1);
+    for (const double stored :
+         {1e300, -1e300, 100.5, -0.5, std::nan(""), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity()}) {
+        CountingHistory history{dates};
+        for (const Date on : {januaryNoon(4), januaryNoon(6), januaryNoon(30)}) {
+            EXPECT_EQ(habitProgress(daily, cache, stored, on, history.source()),
+                      HabitProgressCalculator::calculateProgress(dates, 1, 1, on))
+                << stored;
+        }
+        // Without a five-date cache too.
+        EXPECT_EQ(habitProgress(daily, std::nullopt, stored, januaryNoon(6), history.source()), 10)
+            << stored;
+        EXPECT_EQ(history.reads, 4) << stored;
+    }
+}
+
 TEST_F(HabitProgressCalculatorTest, AnEmptyCacheContinuesTheCachedScoreUnchanged) {
     CountingHistory history{{januaryNoon(1)}};
     EXPECT_EQ(habitProgress(RepeatInterval(1, 1), LastFivePerformingDates(std::vector<Date>{}),
@@ -389,9 +409,58 @@ TEST_F(HabitProgressCalculatorTest, ContinuationToAnEarlierDayCountsTheGapAsZero
 }
 
 TEST_F(HabitProgressCalculatorTest, ANonFiniteScoreCannotBeShown) {
-    EXPECT_DEATH(HabitProgressCalculator::calculateProgress(std::nan(""), std::nullopt, 1, 1,
-                                                            januaryNoon(1)),
+    EXPECT_DEATH(HabitProgressCalculator::roundedUp(std::nan("")),
                  "Fatal error: The progress is not finite or does not fit a 64-bit integer");
+    EXPECT_DEATH(HabitProgressCalculator::roundedUp(1e300),
+                 "Fatal error: The progress is not finite or does not fit a 64-bit integer");
+}
+
+TEST_F(HabitProgressCalculatorTest, AContinuedScoreOutsideZeroToHundredStartsFromTheNearestBound) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    for (const double stored : {1e300, 100.5, kInfinity}) {
+        EXPECT_EQ(
+            HabitProgressCalculator::continuedProgress(stored, std::nullopt, 1, 1, januaryNoon(1)),
+            100.0)
+            << stored;
+        EXPECT_EQ(HabitProgressCalculator::calculateProgress(stored, januaryNoon(1), 1, 1,
+                                                             januaryNoon(1)),
+                  100)
+            << stored;
+        // Two days later one missed day has cost the decay of a score of 100.
+        EXPECT_EQ(HabitProgressCalculator::continuedProgress(stored, januaryNoon(1), 1, 1,
+                                                             januaryNoon(3)),
+                  HabitProgressCalculator::decayedProgress(100, 1, 1))
+            << stored;
+    }
+    for (const double stored : {-1e300, -0.5, -kInfinity}) {
+        EXPECT_EQ(HabitProgressCalculator::continuedProgress(stored, januaryNoon(1), 1, 1,
+                                                             januaryNoon(1)),
+                  0.0)
+            << stored;
+        EXPECT_EQ(
+            HabitProgressCalculator::calculateProgress(stored, std::nullopt, 1, 1, januaryNoon(5)),
+            0)
+            << stored;
+    }
+}
+
+TEST_F(HabitProgressCalculatorTest, AContinuedScoreThatIsNotANumberStartsFromZero) {
+    EXPECT_EQ(HabitProgressCalculator::continuedProgress(std::nan(""), std::nullopt, 1, 1,
+                                                         januaryNoon(1)),
+              0.0);
+    EXPECT_EQ(HabitProgressCalculator::calculateProgress(std::nan(""), januaryNoon(1), 1, 1,
+                                                         januaryNoon(9)),
+              0);
+}
+
+TEST_F(HabitProgressCalculatorTest, AScoreIsANumberFromZeroToHundred) {
+    EXPECT_TRUE(HabitProgressCalculator::isScore(0));
+    EXPECT_TRUE(HabitProgressCalculator::isScore(100.0 / 21));
+    EXPECT_TRUE(HabitProgressCalculator::isScore(100));
+    EXPECT_FALSE(HabitProgressCalculator::isScore(-0.001));
+    EXPECT_FALSE(HabitProgressCalculator::isScore(100.001));
+    EXPECT_FALSE(HabitProgressCalculator::isScore(std::nan("")));
+    EXPECT_FALSE(HabitProgressCalculator::isScore(std::numeric_limits<double>::infinity()));
 }
 
 TEST_F(HabitProgressCalculatorTest, ANonFiniteCheckmarkDateStopsTheProcessOnceADayGapIsNeeded) {

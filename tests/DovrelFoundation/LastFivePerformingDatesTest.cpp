@@ -5,10 +5,12 @@
 #include <any>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <string>
 #include <type_traits>
 
 #include "DovrelFoundation/RepeatInterval.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/foundation/KeyedArchiver.h"
 #include "platform/foundation/KeyedUnarchiver.h"
 #include "platform/foundation/PropertyList.h"
@@ -128,6 +130,24 @@ TEST(LastFivePerformingDates, DecodingSkipsObjectsThatAreNotDates) {
             fixture("last-five-dates-with-non-date.plist"));
     ASSERT_TRUE(decoded.has_value());
     EXPECT_EQ(decoded->dates(), dates({100, 300}));
+}
+
+TEST(LastFivePerformingDates, DecodingSkipsDatesThatAreNotFiniteOrBeyondTheCalendar) {
+    // The constructor keeps whatever it is given, so an archive of such dates can be written.
+    const LastFivePerformingDates written(dates({std::numeric_limits<double>::quiet_NaN(), 100,
+                                                 std::numeric_limits<double>::infinity(), 1e300,
+                                                 -std::numeric_limits<double>::infinity()}));
+    ASSERT_EQ(written.dates().size(), 5u);
+    const auto read = KeyedUnarchiver::unarchivedObject<LastFivePerformingDates>(
+        KeyedArchiver::archivedData(written));
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(read->dates(), dates({100}));
+
+    const auto ends = KeyedUnarchiver::unarchivedObject<LastFivePerformingDates>(
+        KeyedArchiver::archivedData(LastFivePerformingDates(
+            dates({-kRepresentableDateLimit, kRepresentableDateLimit, 9.000000001e11}))));
+    ASSERT_TRUE(ends.has_value());
+    EXPECT_EQ(ends->dates(), dates({-kRepresentableDateLimit, kRepresentableDateLimit}));
 }
 
 TEST(LastFivePerformingDates, ArchiveWithoutACountDecodesAsEmpty) {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
 #include "tests/support/CivilDate.h"
 #include "tests/support/ScopedRegion.h"
 
@@ -113,6 +117,78 @@ TEST_F(NextReminderCalculatorTest, TheTimeOfDayIsTakenInTheCurrentZone) {
     EXPECT_EQ(NextReminderCalculator::nextReminder(civilDate(2024, 1, 10, 1, 0, 0, -5.0),
                                                    nineOClock, 1, std::nullopt),
               civilDate(2024, 1, 10, 2, 0, 0, -5.0));
+}
+
+TEST_F(NextReminderCalculatorTest, ASkipLongerThanTheCalendarCanAddIsClampedToTheLongestSkip) {
+    const Date on = kyivWinter(2024, 1, 10, 8);
+    const Date checked = kyivWinter(2024, 1, 10);
+    const Date longest = NextReminderCalculator::nextReminder(
+        on, nineOClock, NextReminderCalculator::kLongestSkipInterval, checked);
+    // About 57,000 years of calendar days later, at the reminder's time of day after the start of
+    // the resume day (the day's length may differ from 86,400 seconds by the zone's offset).
+    const double days = (longest - checked) / 86'400;
+    EXPECT_NEAR(days, static_cast<double>(NextReminderCalculator::kLongestSkipInterval), 1.0);
+    for (const std::int64_t skip :
+         {std::int64_t{3'000'000'000}, NextReminderCalculator::kLongestSkipInterval + 1,
+          std::numeric_limits<std::int64_t>::max()}) {
+        EXPECT_EQ(NextReminderCalculator::nextReminder(on, nineOClock, skip, checked), longest)
+            << skip;
+    }
+}
+
+TEST_F(NextReminderCalculatorTest, TheLongestSkipSpansTheWholeRangeOfRepresentableDates) {
+    EXPECT_GE(static_cast<double>(NextReminderCalculator::kLongestSkipInterval) * 86'400,
+              2 * kRepresentableDateLimit);
+    // Even from the latest representable date, the calendar can add it.
+    const Date far = NextReminderCalculator::nextReminder(
+        kyivWinter(2024, 1, 10, 8), nineOClock, NextReminderCalculator::kLongestSkipInterval,
+        Date(kRepresentableDateLimit));
+    EXPECT_GT(far.timeIntervalSinceReferenceDate(), 3 * kRepresentableDateLimit);
+    EXPECT_TRUE(std::isfinite(far.timeIntervalSinceReferenceDate()));
+}
+
+TEST_F(NextReminderCalculatorTest, AHugeNegativeSkipCountsAsACheckmarkLongPast) {
+    const Date on = kyivWinter(2024, 1, 10, 8);
+    for (const std::int64_t skip :
+         {std::int64_t{-3'000'000'000}, std::numeric_limits<std::int64_t>::min()}) {
+        EXPECT_EQ(
+            NextReminderCalculator::nextReminder(on, nineOClock, skip, kyivWinter(2024, 1, 10)),
+            kyivWinter(2024, 1, 10, 9))
+            << skip;
+    }
+}
+
+TEST_F(NextReminderCalculatorTest, ALastDateTheCalendarCannotPlaceCountsAsNone) {
+    const Date on = kyivWinter(2024, 1, 10, 10);
+    for (const double last :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity()}) {
+        EXPECT_EQ(NextReminderCalculator::nextReminder(on, nineOClock, 1, Date(last)),
+                  kyivWinter(2024, 1, 11, 9))
+            << last;
+    }
+}
+
+TEST_F(NextReminderCalculatorTest, ALastDateBeyondTheCalendarsRangeStillGivesADate) {
+    // ICU's calendar pins instants beyond its range to its ends.
+    const Date on = kyivWinter(2024, 1, 10, 10);
+    EXPECT_GT(NextReminderCalculator::nextReminder(on, nineOClock, 1, Date(1e300)), on);
+    EXPECT_EQ(NextReminderCalculator::nextReminder(on, nineOClock, 1, Date(-1e300)),
+              kyivWinter(2024, 1, 11, 9));
+}
+
+TEST_F(NextReminderCalculatorTest, AReminderTimeOrReferenceThatIsNotFiniteGivesADateAnyway) {
+    const Date notANumber(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_TRUE(std::isnan(NextReminderCalculator::nextReminder(kyivWinter(2024, 1, 10, 10),
+                                                                notANumber, 1, std::nullopt)
+                               .timeIntervalSinceReferenceDate()));
+    EXPECT_TRUE(std::isnan(
+        NextReminderCalculator::nextReminder(notANumber, nineOClock, 1, kyivWinter(2024, 1, 10))
+            .timeIntervalSinceReferenceDate()));
+    const Date past(-std::numeric_limits<double>::infinity());
+    EXPECT_FALSE(
+        std::isfinite(NextReminderCalculator::nextReminder(past, nineOClock, 1, std::nullopt)
+                          .timeIntervalSinceReferenceDate()));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "DovrelFoundation/ColorExtensions.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/foundation/KeyedArchiver.h"
 #include "platform/foundation/KeyedUnarchiver.h"
 #include "platform/foundation/ValueTransformer.h"
@@ -449,17 +450,55 @@ TEST(LastFivePerformingDatesTransformer, ReadingSortsTheSlotsAndIgnoresPadding) 
     EXPECT_EQ(withOddTag->dates(), dates({100, 200, 500}));
 }
 
-TEST(LastFivePerformingDatesTransformer, NotANumberInASlotDoesNotBreakSorting) {
+// The blob with `seconds` written into the (tagged) slot `slot` of a cache of five dates.
+Data blobWithSlot(std::size_t slot, double seconds) {
     Data bytes = lastFivePerformingDatesBlob(LastFivePerformingDates(dates({1, 2, 3, 4, 5})));
-    const Data nan =
-        littleEndian(std::bit_cast<std::uint64_t>(std::numeric_limits<double>::quiet_NaN()));
-    std::copy(nan.begin(), nan.end(), bytes.begin() + 16);
+    const Data date = littleEndian(std::bit_cast<std::uint64_t>(seconds));
+    std::copy(date.begin(), date.end(), bytes.begin() + static_cast<std::ptrdiff_t>(16 * slot));
+    return bytes;
+}
+
+TEST(LastFivePerformingDatesTransformer, ATaggedSlotHoldingNoNumberOrAnInfinityIsSkipped) {
+    for (const double seconds :
+         {std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::quiet_NaN(),
+          std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}) {
+        const std::optional<LastFivePerformingDates> read =
+            lastFivePerformingDatesFromBlob(blobWithSlot(1, seconds));
+        ASSERT_TRUE(read.has_value()) << seconds;
+        EXPECT_EQ(read->dates(), dates({1, 3, 4, 5})) << seconds;
+    }
+}
+
+TEST(LastFivePerformingDatesTransformer, ADateBeyondTheRepresentableRangeIsSkipped) {
+    for (const double seconds :
+         {1e300, -1e300, 1e15, std::nextafter(kRepresentableDateLimit, 1e300),
+          -std::nextafter(kRepresentableDateLimit, 1e300)}) {
+        const std::optional<LastFivePerformingDates> read =
+            lastFivePerformingDatesFromBlob(blobWithSlot(4, seconds));
+        ASSERT_TRUE(read.has_value()) << seconds;
+        EXPECT_EQ(read->dates(), dates({1, 2, 3, 4})) << seconds;
+    }
+}
+
+TEST(LastFivePerformingDatesTransformer, DatesAtTheEndsOfTheRepresentableRangeAreKept) {
+    Data bytes = blobWithSlot(0, -kRepresentableDateLimit);
+    const Data latest = littleEndian(std::bit_cast<std::uint64_t>(kRepresentableDateLimit));
+    std::copy(latest.begin(), latest.end(), bytes.begin() + 64);
     const std::optional<LastFivePerformingDates> read = lastFivePerformingDatesFromBlob(bytes);
     ASSERT_TRUE(read.has_value());
-    ASSERT_EQ(read->dates().size(), 5u);
-    EXPECT_EQ(read->dates()[0], Date(1));
-    EXPECT_EQ(read->dates()[3], Date(5));
-    EXPECT_TRUE(std::isnan(read->dates()[4].timeIntervalSinceReferenceDate()));
+    EXPECT_EQ(read->dates(), dates({-kRepresentableDateLimit, 2, 3, 4, kRepresentableDateLimit}));
+}
+
+TEST(LastFivePerformingDatesTransformer, ABlobOfOnlyUnreadableSlotsIsAnEmptyCache) {
+    Data bytes = blobWithSlot(0, std::numeric_limits<double>::infinity());
+    for (std::size_t slot = 1; slot < 5; ++slot) {
+        const Data date =
+            littleEndian(std::bit_cast<std::uint64_t>(1e300 * static_cast<double>(slot)));
+        std::copy(date.begin(), date.end(), bytes.begin() + static_cast<std::ptrdiff_t>(16 * slot));
+    }
+    const std::optional<LastFivePerformingDates> read = lastFivePerformingDatesFromBlob(bytes);
+    ASSERT_TRUE(read.has_value());
+    EXPECT_TRUE(read->dates().empty());
 }
 
 }  // namespace

@@ -6,12 +6,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <bit>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "tests/support/CivilDate.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -87,6 +90,32 @@ class HabitCommands : public ::testing::Test {
 
     fs::path storePath() const {
         return home_.path() / "data" / "group.app.dovrel.Dovrel" / "Habit.sqlite";
+    }
+
+    // Every command that only reads `habit` answers, with nothing on standard error: the list
+    // and the details, as text and JSON, on several days.
+    void expectEveryQueryToAnswer(const std::string& habit) const {
+        for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+                 {"list"},
+                 {"list", "--json"},
+                 {"list", "--at", "2026-03-20", "--json"},
+                 {"show", habit},
+                 {"show", habit, "--json"},
+                 {"show", habit, "--at", "2026-03-08"},
+                 {"show", habit, "--at", "2030-01-01", "--json"}}) {
+            const auto result = run(arguments);
+            EXPECT_EQ(result.exitStatus, 0) << arguments[0] << ": " << result.standardError;
+            EXPECT_EQ(result.standardError, "") << arguments[0];
+        }
+    }
+
+    // Runs one SQL statement on the program's store with the sqlite3 shell, as another program
+    // that writes the file would.
+    void writeStore(const std::string& statement) const {
+        ASSERT_EQ(
+            std::system(("sqlite3 '" + storePath().string() + "' \"" + statement + "\"").c_str()),
+            0)
+            << statement;
     }
 
     testing::TemporaryDirectory home_;
@@ -515,6 +544,328 @@ TEST_F(HabitCommands, ARestoreOfAMalformedFileLeavesTheStoreUnchanged) {
     EXPECT_EQ(run({"restore", (home_.path() / "missing.backup").string()}).exitStatus, 1);
     EXPECT_EQ(run({"restore", file.string(), "--dry-run"}).exitStatus, 1);
     EXPECT_EQ(json({"list"}), before);
+}
+
+// ---- list --at ---------------------------------------------------------------------------------
+
+TEST_F(HabitCommands, ListAtGivesThatDaysProgressAndCheckmark) {
+    succeed({"add", "Read"}, "2026-03-01 08:00:00");
+    succeed({"add", "Run"}, "2026-03-01 08:01:00");
+    succeed({"check", "Read", "--at", "2026-03-08T18:30"});
+    succeed({"check", "Run", "--at", "2026-03-09"});
+
+    auto onTheDay = json({"list", "--at", "2026-03-08T23:00"});
+    EXPECT_EQ(onTheDay[0]["checked"], true);
+    EXPECT_EQ(onTheDay[0]["progress"], 5);
+    EXPECT_EQ(onTheDay[1]["checked"], false);
+    EXPECT_EQ(onTheDay[1]["progress"], 0);
+    // Earlier the same day: checked, but the 18:30 checkmark does not count yet.
+    auto morning = json({"list", "--at", "2026-03-08T09:00"});
+    EXPECT_EQ(morning[0]["checked"], true);
+    EXPECT_EQ(morning[0]["progress"], 0);
+    auto dayBefore = json({"list", "--at", "2026-03-07"});
+    EXPECT_EQ(dayBefore[0]["checked"], false);
+    EXPECT_EQ(dayBefore[1]["checked"], false);
+    // Later days decay from the second day without a checkmark; the list without --at is today.
+    auto later = json({"list", "--at", "2026-03-10"});
+    EXPECT_EQ(later[0]["progress"], 3);
+    EXPECT_EQ(later[1]["checked"], false);
+    EXPECT_EQ(later[1]["progress"], 5);
+    EXPECT_EQ(json({"list"}, "2026-03-10 12:00:00"), later);
+    EXPECT_EQ(json({"list", "--at", "2026-03-09"})[1]["checked"], true);
+    // The same answers as show gives for that day.
+    for (const char* habit : {"Read", "Run"}) {
+        auto shown = json({"show", habit, "--at", "2026-03-08T23:00"});
+        shown.erase("checkmarks");
+        EXPECT_EQ(shown, onTheDay[std::string(habit) == "Read" ? 0 : 1]) << habit;
+    }
+}
+
+TEST_F(HabitCommands, ThePlainListAtADayHeadsTheMarkColumnWithThatDay) {
+    succeed({"add", "Read"});
+    succeed({"check", "Read", "--at", "2026-03-08"});
+    const auto today = succeed({"list"});
+    EXPECT_NE(today.find("Today"), std::string::npos) << today;
+    const auto asked = succeed({"list", "--at", "2026-03-08"});
+    EXPECT_EQ(asked.find("Today"), std::string::npos) << asked;
+    const auto header = asked.substr(0, asked.find('\n'));
+    EXPECT_NE(header.find("Mar 8"), std::string::npos) << asked;
+    const auto row = asked.substr(asked.find('\n') + 1);
+    EXPECT_NE(row.find("✓"), std::string::npos) << asked;
+    EXPECT_EQ(succeed({"list", "--at", "2026-03-07"}).find("✓"), std::string::npos);
+}
+
+TEST_F(HabitCommands, ListAtAnUnreadableDayIsAUsageError) {
+    succeed({"add", "Read"});
+    const auto result = run({"list", "--at", "yesterday"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_EQ(result.standardError,
+              "dovrel: “yesterday” is not a day: give YYYY-MM-DD or YYYY-MM-DDTHH:MM[:SS].\n"
+              "Run “dovrel --help” to see how the commands are used.\n");
+}
+
+// ---- Backups of habits without a colour -----------------------------------------------------
+
+TEST_F(HabitCommands, ABackupWithAColourlessHabitIsNotWrittenAndTheHabitsAreNamed) {
+    succeed({"add", "Read"}, "2026-03-01 08:00:00");
+    succeed({"add", "Run"}, "2026-03-01 08:01:00");
+    succeed({"add", "Swim"}, "2026-03-01 08:02:00");
+    writeStore("UPDATE Habit SET color = NULL WHERE name IN ('Run', 'Swim')");
+    EXPECT_TRUE(json({"show", "Run"})["color"].is_null());
+
+    const auto file = home_.path() / "habits.backup";
+    const auto refused = run({"backup", file.string()});
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_EQ(refused.standardOutput, "");
+    EXPECT_EQ(refused.standardError,
+              "dovrel: Nothing was written to " + file.string() +
+                  ": 2 habits have no colour (2 “Run”, 3 “Swim”), and a backup that holds a "
+                  "habit without a colour cannot be restored. Give each a colour with “dovrel "
+                  "edit HABIT --color NAME” (the names are in “dovrel palette”), or write the "
+                  "backup anyway with --force.\n");
+    EXPECT_FALSE(fs::exists(file));
+    EXPECT_FALSE(fs::exists(file.string() + ".partial"));
+
+    // Following the advice makes the backup possible.
+    succeed({"edit", "Run", "--color", "sky"});
+    const auto stillOne = run({"backup", file.string()});
+    EXPECT_EQ(stillOne.exitStatus, 1);
+    EXPECT_NE(stillOne.standardError.find("1 habit has no colour (3 “Swim”)"), std::string::npos)
+        << stillOne.standardError;
+    succeed({"edit", "3", "--color", "grape"});
+    EXPECT_EQ(succeed({"backup", file.string()}), "Backed up 3 habits to " + file.string() + ".\n");
+    const auto other = (home_.path() / "other.sqlite").string();
+    EXPECT_EQ(succeed({"--store", other, "restore", file.string()}),
+              "Restored 3 habits from " + file.string() + ".\n");
+}
+
+TEST_F(HabitCommands, ABackupWithAColourlessHabitIsWrittenWithForceAndWarns) {
+    succeed({"add", "Read"});
+    writeStore("UPDATE Habit SET color = NULL");
+    const auto file = home_.path() / "habits.backup";
+    const auto forced = run({"backup", file.string(), "--force"});
+    EXPECT_EQ(forced.exitStatus, 0) << forced.standardError;
+    EXPECT_EQ(forced.standardOutput, "Backed up 1 habit to " + file.string() + ".\n");
+    EXPECT_EQ(forced.standardError,
+              "dovrel: warning: 1 habit has no colour (1 “Read”), so " + file.string() +
+                  " cannot be restored while it holds them. Give each a colour with “dovrel edit "
+                  "HABIT --color NAME” and back up again.\n");
+    const auto archive = nlohmann::ordered_json::parse(contentsOf(file));
+    EXPECT_TRUE(archive["habits"][0]["colorHex"].is_null());
+    // Such a file does not restore, as the warning said.
+    const auto other = (home_.path() / "other.sqlite").string();
+    EXPECT_EQ(run({"--store", other, "restore", file.string()}).exitStatus, 1);
+}
+
+TEST_F(HabitCommands, TheColourlessBackupMessagesSpeakUkrainian) {
+    succeed({"add", "Читати"});
+    succeed({"add", "Бігати"}, "2026-03-10 09:01:00");
+    writeStore("UPDATE Habit SET color = NULL");
+    const auto file = home_.path() / "habits.backup";
+    const auto refused = run({"backup", file.string()}, "2026-03-10 09:02:00", "uk_UA.UTF-8");
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_EQ(refused.standardError,
+              "dovrel: До " + file.string() +
+                  " нічого не записано: 2 звички не мають кольору (1 «Читати», 2 «Бігати»), а "
+                  "резервну копію зі звичкою без кольору неможливо відновити. Призначте кожній "
+                  "колір командою «dovrel edit HABIT --color NAME» (назви кольорів є в «dovrel "
+                  "palette») або все одно запишіть копію з --force.\n");
+    const auto forced =
+        run({"backup", file.string(), "--force"}, "2026-03-10 09:02:00", "uk_UA.UTF-8");
+    EXPECT_EQ(forced.exitStatus, 0);
+    EXPECT_TRUE(
+        forced.standardError.starts_with("dovrel: попередження: 2 звички не мають "
+                                         "кольору (1 «Читати», 2 «Бігати»), тож " +
+                                         file.string()))
+        << forced.standardError;
+}
+
+// ---- Stored values that the decoders accept ---------------------------------------------------
+
+// The SQL blob literal of little-endian 64-bit words, each followed by the bytes in `after`.
+std::string blobLiteral(const std::vector<std::uint64_t>& words,
+                        const std::vector<std::string>& after = {}) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string literal = "X'";
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        for (int shift = 0; shift < 64; shift += 8) {
+            const auto byte = static_cast<std::uint8_t>(words[index] >> shift);
+            literal += kDigits[byte >> 4];
+            literal += kDigits[byte & 0xF];
+        }
+        if (index < after.size()) {
+            literal += after[index];
+        }
+    }
+    return literal + "'";
+}
+
+// The five-date blob: slots 0 to 2 hold these dates (tag 0), slots 3 and 4 are empty.
+std::string fiveDateBlob(double first, double second, double third) {
+    const std::string present = "00" + std::string(14, '0');
+    const std::string empty = "01" + std::string(14, '0');
+    return blobLiteral({std::bit_cast<std::uint64_t>(first), std::bit_cast<std::uint64_t>(second),
+                        std::bit_cast<std::uint64_t>(third), 0, 0},
+                       {present, present, present, empty, "01"});
+}
+
+// Seconds since 2001 of a Kyiv wall-clock time in early March 2026 (UTC+2).
+double kyivSeconds(unsigned day, int hour = 0) {
+    return testing::civilDate(2026, 3, day, hour, 0, 0, 2.0).timeIntervalSinceReferenceDate();
+}
+
+TEST_F(HabitCommands, AnIntervalOfBillionsOfDaysInTheStoreIsShownAndRemindsFarAhead) {
+    succeed({"add", "Read", "--remind", "09:00"}, "2026-03-01 08:00:00");
+    succeed({"check", "Read", "--at", "2026-03-08"});
+    succeed({"check", "Read", "--at", "2026-03-09"});
+    writeStore("UPDATE Habit SET repeatInterval = " + blobLiteral({1, 3'000'000'000}));
+    expectEveryQueryToAnswer("Read");
+
+    auto read = json({"list"});
+    EXPECT_EQ(read[0]["times"], 1);
+    EXPECT_EQ(read[0]["days"], 3'000'000'000);
+    EXPECT_EQ(read[0]["interval"], "1 time in 3000000000 days");
+    EXPECT_EQ(read[0]["progress"], 10);
+    EXPECT_NE(succeed({"list"}).find("1 time in 3000000000 days"), std::string::npos);
+    // A missed day costs a three-billionth of a day's loss.
+    EXPECT_EQ(json({"show", "Read", "--at", "2030-01-01"})["progress"], 10);
+    // The reminder pauses for the longest skip: about 57,000 years.
+    const auto shown = succeed({"show", "Read"});
+    const auto reminder = shown.find("Next reminder  ");
+    ASSERT_NE(reminder, std::string::npos) << shown;
+    EXPECT_NE(shown.substr(reminder, shown.find('\n', reminder) - reminder).find("59"),
+              std::string::npos)
+        << shown;
+
+    EXPECT_EQ(succeed({"check", "Read"}), "“Read” is checked on Tue, Mar 10, 2026. Progress: 14\n");
+    const auto file = (home_.path() / "habits.backup").string();
+    succeed({"backup", file});
+    EXPECT_EQ(
+        nlohmann::ordered_json::parse(contentsOf(file))["habits"][0]["repeatInterval"]["days"],
+        3'000'000'000);
+    const auto other = (home_.path() / "other.sqlite").string();
+    succeed({"--store", other, "restore", file});
+    EXPECT_EQ(withoutURIs(json({"--store", other, "list"})), withoutURIs(json({"list"})));
+}
+
+TEST_F(HabitCommands, AFiveDateCacheWithAnUnplaceableDateInTheStoreSkipsIt) {
+    succeed({"add", "Read", "--remind", "09:00"}, "2026-03-01 08:00:00");
+    succeed({"check", "Read", "--at", "2026-03-08"});
+    succeed({"check", "Read", "--at", "2026-03-09"});
+    for (const double unplaceable :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity(), 1e300, -1e300}) {
+        SCOPED_TRACE(unplaceable);
+        writeStore("UPDATE Habit SET lastFivePerformingDates = " +
+                   fiveDateBlob(kyivSeconds(8), unplaceable, kyivSeconds(9)));
+        expectEveryQueryToAnswer("Read");
+        const auto read = json({"list"})[0];
+        EXPECT_EQ(read["lastFivePerformingDates"],
+                  nlohmann::ordered_json::array(
+                      {"2026-03-08T00:00:00+02:00", "2026-03-09T00:00:00+02:00"}));
+        EXPECT_EQ(read["progress"], 10);
+        EXPECT_EQ(json({"show", "Read", "--at", "2026-03-11"})["progress"], 8);
+        EXPECT_EQ(json({"show", "Read", "--at", "2026-03-12"})["progress"], 5);
+        EXPECT_NE(succeed({"show", "Read"}, "2026-03-10 08:00:00")
+                      .find("Next reminder  Tue, Mar 10, 2026, 9:00"),
+                  std::string::npos);
+        const auto file = (home_.path() / "habits.backup").string();
+        succeed({"backup", file});
+        // A toggle on and off rebuilds the cache from the checkmarks.
+        succeed({"check", "Read"});
+        succeed({"check", "Read"}, "2026-03-10 09:00:10");
+        EXPECT_EQ(json({"list"})[0]["lastFivePerformingDates"].size(), 2u);
+    }
+}
+
+TEST_F(HabitCommands, AStoredProgressOutsideZeroToHundredIsRecomputed) {
+    succeed({"add", "Read", "--remind", "09:00"}, "2026-03-01 08:00:00");
+    succeed({"check", "Read", "--at", "2026-03-08"});
+    succeed({"check", "Read", "--at", "2026-03-09"});
+    for (const char* stored : {"1e300", "-1e300", "250", "-5", "9e999", "-9e999"}) {
+        SCOPED_TRACE(stored);
+        writeStore(std::string("UPDATE Habit SET lastPerformingDateProgress = ") + stored);
+        expectEveryQueryToAnswer("Read");
+        EXPECT_EQ(json({"list"})[0]["progress"], 10);
+        EXPECT_EQ(json({"list", "--at", "2026-03-11"})[0]["progress"], 8);
+        EXPECT_EQ(json({"show", "Read", "--at", "2026-03-12"})["progress"], 5);
+
+        const auto file = (home_.path() / "habits.backup").string();
+        const auto backup = run({"backup", file});
+        if (std::string(stored).find("999") == std::string::npos) {
+            EXPECT_EQ(backup.exitStatus, 0) << backup.standardError;
+            const auto other = (home_.path() / (std::string(stored) + ".sqlite")).string();
+            succeed({"--store", other, "restore", file});
+            EXPECT_EQ(json({"--store", other, "show", "Read", "--at", "2026-03-11"})["progress"],
+                      8);
+        } else {
+            // JSON holds no infinity: the habit is named, nothing stops.
+            EXPECT_EQ(backup.exitStatus, 1);
+            EXPECT_NE(backup.standardError.find("\"Read\""), std::string::npos)
+                << backup.standardError;
+        }
+        // A toggle on and off stores a score again, after which the backup is written.
+        succeed({"check", "Read"});
+        EXPECT_EQ(succeed({"check", "Read"}, "2026-03-10 09:00:10"),
+                  "“Read” is no longer checked on Tue, Mar 10, 2026. Progress: 10\n");
+        EXPECT_EQ(run({"backup", file}).exitStatus, 0);
+    }
+}
+
+TEST_F(HabitCommands, ARestoredBackupWithOddValuesAnswersEveryQuery) {
+    succeed({"add", "Read", "--remind", "09:00"}, "2026-03-01 08:00:00");
+    succeed({"check", "Read", "--at", "2026-03-08"});
+    succeed({"check", "Read", "--at", "2026-03-09"});
+    const auto file = home_.path() / "habits.backup";
+    succeed({"backup", file.string()});
+    auto archive = nlohmann::ordered_json::parse(contentsOf(file));
+    auto& record = archive["habits"][0];
+    record["repeatInterval"]["days"] = 3'000'000'000;
+    record["lastFivePerformingDates"]["dates"].push_back(1e300);
+    record["lastFivePerformingDates"]["dates"].push_back(-1e300);
+    record["lastPerformingDateProgress"] = 1e300;
+    std::ofstream(file) << archive.dump();
+
+    const auto other = (home_.path() / "other.sqlite").string();
+    succeed({"--store", other, "restore", file.string()});
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"list"},
+                                               {"list", "--json"},
+                                               {"show", "Read"},
+                                               {"show", "Read", "--at", "2026-03-08", "--json"},
+                                               {"check", "Read"},
+                                               {"backup", (home_.path() / "again").string()}}) {
+        std::vector<std::string> withStore = {"--store", other};
+        withStore.insert(withStore.end(), arguments.begin(), arguments.end());
+        const auto result = run(withStore, "2026-03-10 09:00:00");
+        EXPECT_EQ(result.exitStatus, 0) << arguments[0] << ": " << result.standardError;
+    }
+    const auto restored = json({"--store", other, "show", "Read", "--at", "2026-03-09"});
+    EXPECT_EQ(restored["days"], 3'000'000'000);
+    EXPECT_EQ(restored["progress"], 10);
+    EXPECT_EQ(restored["checkmarks"].size(), 3u);
+}
+
+TEST_F(HabitCommands, ABackupCheckmarkTheCalendarCannotPlaceIsRefusedNamingTheHabit) {
+    succeed({"add", "Read"}, "2026-03-01 08:00:00");
+    succeed({"check", "Read", "--at", "2026-03-08"});
+    const auto file = home_.path() / "habits.backup";
+    succeed({"backup", file.string()});
+    auto archive = nlohmann::ordered_json::parse(contentsOf(file));
+    archive["habits"][0]["performings"].push_back({{"date", 1e300}});
+    std::ofstream(file) << archive.dump();
+
+    const auto other = (home_.path() / "other.sqlite").string();
+    const auto result = run({"--store", other, "restore", file.string()});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_TRUE(result.standardError.starts_with(
+        "dovrel: Nothing was restored from " + file.string() +
+        ": The habit record at index 0 (\"Read\") could not be restored: "))
+        << result.standardError;
+    EXPECT_NE(result.standardError.find("habits[0].performings[1].date"), std::string::npos)
+        << result.standardError;
+    EXPECT_EQ(json({"--store", other, "list"}), nlohmann::ordered_json::array());
 }
 
 // Runs the program on a pseudo-terminal and answers what it wrote there.
