@@ -227,6 +227,9 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     void addMember(const ManagedObjectID& owner, const RelationshipDescription& toMany,
                    const ManagedObjectID& member);
     std::shared_ptr<ManagedObject> registered(const ManagedObjectID& objectID) const;
+    // Makes room in the identity map for `additional` more registrations, growing it
+    // geometrically so that a run of small loads does not rehash it each time.
+    void reserveRegistrations(std::size_t additional);
     std::shared_ptr<PersistentStore> storeFor(const ManagedObject& object) const;
     bool hasPendingChanges(const EntityDescription& entity) const;
     void validateForSave();
