@@ -25,11 +25,11 @@ std::shared_ptr<ManagedObjectContext> ManagedObjectContext::makeSharingQueue(
 ManagedObjectContext::~ManagedObjectContext() {
     saveObservation_.reset();
     remoteObservation_.reset();
-    for (auto& [id, weak] : registered_) {
+    registered_.forEach([](const ManagedObjectID&, const std::weak_ptr<ManagedObject>& weak) {
         if (auto object = weak.lock()) {
             object->context_ = nullptr;
         }
-    }
+    });
     for (auto* list : {&inserted_, &updated_, &deleted_}) {
         for (auto& object : *list) {
             object->context_ = nullptr;
@@ -86,7 +86,7 @@ std::shared_ptr<ManagedObject> ManagedObjectContext::insertNewObject(
     }
     object->toOne_.assign(entity->toOneCount(), std::nullopt);
     object->toMany_.assign(entity->toManyCount(), MemberList());
-    temporary_.emplace(object->id_.primaryKey(), object.get());
+    temporary_.insertOrAssign(object->id_.primaryKey(), object.get());
     inserted_.push_back(object);
     markPending(*object, kPendingInsert);
     return object;

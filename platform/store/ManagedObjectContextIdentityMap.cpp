@@ -13,13 +13,11 @@ namespace dovrel::store {
 std::shared_ptr<ManagedObject> ManagedObjectContext::registered(
     const ManagedObjectID& objectID) const {
     if (objectID.isTemporaryID()) {
-        auto found = temporary_.find(objectID.primaryKey());
-        return found != temporary_.end() && found->second->inserted_
-                   ? found->second->shared_from_this()
-                   : nullptr;
+        ManagedObject* const* found = temporary_.find(objectID.primaryKey());
+        return found != nullptr && (*found)->inserted_ ? (*found)->shared_from_this() : nullptr;
     }
-    if (auto found = registered_.find(objectID); found != registered_.end()) {
-        return found->second.lock();
+    if (const auto* found = registered_.find(objectID)) {
+        return found->lock();
     }
     return nullptr;
 }
@@ -94,11 +92,11 @@ std::shared_ptr<ManagedObject> ManagedObjectContext::existingObject(
 std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::registeredObjects() const {
     checkQueue("registeredObjects");
     std::vector<std::shared_ptr<ManagedObject>> result;
-    for (const auto& [id, weak] : registered_) {
+    registered_.forEach([&](const ManagedObjectID&, const std::weak_ptr<ManagedObject>& weak) {
         if (auto object = weak.lock()) {
             result.push_back(std::move(object));
         }
-    }
+    });
     for (const auto& object : inserted_) {
         if (object->inserted_) {
             result.push_back(object);
@@ -108,15 +106,7 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::registeredObje
 }
 
 void ManagedObjectContext::reserveRegistrations(std::size_t additional) {
-    const std::size_t needed = registered_.size() + additional;
-    if (static_cast<double>(needed) <=
-        static_cast<double>(registered_.bucket_count()) * registered_.max_load_factor()) {
-        return;
-    }
-    // Reserving just what each load needs would rehash the whole map on every load of a few
-    // rows (one habit's checkmarks after another's): growing by half of the map at least keeps
-    // the rehashes of n registrations at O(log n), and one per load at most.
-    registered_.reserve(std::max(needed, registered_.size() + registered_.size() / 2));
+    registered_.reserve(registered_.size() + additional);
 }
 
 }  // namespace dovrel::store

@@ -61,11 +61,11 @@ void ManagedObjectContext::mergeRemoteChanges(const Notification& changes) {
             updated = *ids;
         }
     }
-    for (const auto& [id, weak] : registered_) {
+    registered_.forEach([&](const ManagedObjectID& id, const std::weak_ptr<ManagedObject>& weak) {
         if (id.storeUUID() == storeUUID && !weak.expired()) {
             updated.insert(id);
         }
-    }
+    });
     complete.userInfo[kUpdatedObjectIDsKey] = std::move(updated);
     mergeChanges(complete);
 }
@@ -162,17 +162,17 @@ void ManagedObjectContext::mergeChanges(const Notification& didSave) {
     }
     compactChangeLists();
     // Loaded to-many lists of unchanged objects may now be stale; they load again when read.
-    for (auto& [id, weak] : registered_) {
+    registered_.forEach([&](const ManagedObjectID&, const std::weak_ptr<ManagedObject>& weak) {
         auto object = weak.lock();
         if (!object || object->updated_ || object->inserted_) {
-            continue;
+            return;
         }
         for (const auto& relationship : object->entity_->relationships()) {
             if (relationship.isToMany && touched.contains(relationship.destinationEntity)) {
                 object->toMany_[relationship.slot].reset();
             }
         }
-    }
+    });
     std::map<std::string, std::any> userInfo;
     if (!inserted.empty()) {
         userInfo[kInsertedObjectsKey] = std::move(inserted);

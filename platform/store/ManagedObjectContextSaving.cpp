@@ -126,8 +126,8 @@ void ManagedObjectContext::save() {
     };
 
     std::map<PersistentStore*, std::shared_ptr<PersistentStore>> stores;
-    std::map<PersistentStore*, std::vector<std::shared_ptr<ManagedObject>>> inserts, updates,
-        deletes;
+    // The change lists keep the objects alive until the save ends.
+    std::map<PersistentStore*, std::vector<ManagedObject*>> inserts, updates, deletes;
     for (const auto& object : inserted_) {
         object->stagedID_ = ManagedObjectID();
     }
@@ -141,19 +141,23 @@ void ManagedObjectContext::save() {
                                        ? "A new object is assigned to a store that was removed"
                                        : "The coordinator has no store for new objects");
         }
-        stores[store.get()] = store;
-        inserts[store.get()].push_back(object);
+        auto& list = inserts[store.get()];
+        if (list.empty()) {
+            stores.try_emplace(store.get(), store);
+            list.reserve(inserted_.size());
+        }
+        list.push_back(object.get());
     }
     for (const auto& object : updated_) {
         if (auto store = storeFor(*object)) {
-            stores[store.get()] = store;
-            updates[store.get()].push_back(object);
+            stores.try_emplace(store.get(), store);
+            updates[store.get()].push_back(object.get());
         }
     }
     for (const auto& object : deleted_) {
         if (auto store = storeFor(*object)) {
-            stores[store.get()] = store;
-            deletes[store.get()].push_back(object);
+            stores.try_emplace(store.get(), store);
+            deletes[store.get()].push_back(object.get());
         }
     }
     if (allStores.size() > 1) {
@@ -180,14 +184,21 @@ void ManagedObjectContext::save() {
         }
     }
 
+    reserveRegistrations(inserted_.size());
     try {
         for (auto& [raw, store] : stores) {
             store->performWriteTransaction([&, raw = raw, &store = store] {
+                // The account of the transaction, for a store that keeps history.
+                const bool recordsHistory = store->tracksHistory();
                 std::vector<PersistentHistoryChange> history;
+                if (recordsHistory) {
+                    history.reserve(inserts[raw].size() + updates[raw].size() +
+                                    deletes[raw].size());
+                }
                 // Keys first, so that rows can refer to each other in any order.
                 std::map<const EntityDescription*, std::vector<ManagedObject*>> byEntity;
-                for (const auto& object : inserts[raw]) {
-                    byEntity[object->entity_].push_back(object.get());
+                for (auto* object : inserts[raw]) {
+                    byEntity[object->entity_].push_back(object);
                 }
                 for (auto& [entity, objects] : byEntity) {
                     std::int64_t key = store->allocatePrimaryKeys(
@@ -198,16 +209,21 @@ void ManagedObjectContext::save() {
                     }
                 }
                 std::vector<std::optional<std::int64_t>> toOne;
-                for (const auto& object : inserts[raw]) {
+                for (auto* object : inserts[raw]) {
                     toOne.resize(object->toOne_.size());
                     for (std::size_t slot = 0; slot < object->toOne_.size(); ++slot) {
                         toOne[slot] = resolve(object->toOne_[slot], store->uuid());
                     }
                     store->insertRow(*object->entity_, object->stagedID_.primaryKey(), 1,
                                      object->values_, toOne);
-                    history.push_back({PersistentHistoryChangeType::insert, object->stagedID_});
+                    // Registered now, while the object is at hand; taken back if the save
+                    // fails.
+                    registered_.insertOrAssign(object->stagedID_, object->weak_from_this());
+                    if (recordsHistory) {
+                        history.push_back({PersistentHistoryChangeType::insert, object->stagedID_});
+                    }
                 }
-                for (const auto& object : updates[raw]) {
+                for (auto* object : updates[raw]) {
                     std::vector<std::size_t> attributes;
                     std::vector<std::size_t> slots;
                     for (std::size_t i = 0; i < object->changedAttributes_.size(); ++i) {
@@ -235,21 +251,23 @@ void ManagedObjectContext::save() {
                                                "The object " + object->id_.uriRepresentation() +
                                                    " was changed in the store meanwhile");
                     }
-                    StoredRow updated;
-                    updated.primaryKey = object->id_.primaryKey();
-                    updated.version = *current + 1;
-                    updated.attributes = object->values_;
-                    updated.toOne.resize(object->toOne_.size());
+                    std::vector<std::optional<std::int64_t>> toOneKeys(object->toOne_.size());
                     for (std::size_t slot : slots) {
-                        updated.toOne[slot] = resolve(object->toOne_[slot], store->uuid());
+                        toOneKeys[slot] = resolve(object->toOne_[slot], store->uuid());
                     }
-                    store->updateRow(*object->entity_, updated, attributes, slots);
-                    staged.push_back({object, updated.version, conflicted});
-                    history.push_back({PersistentHistoryChangeType::update, object->id_});
+                    const std::int64_t version = *current + 1;
+                    store->updateRow(*object->entity_, object->id_.primaryKey(), version,
+                                     object->values_, toOneKeys, attributes, slots);
+                    staged.push_back({object->shared_from_this(), version, conflicted});
+                    if (recordsHistory) {
+                        history.push_back({PersistentHistoryChangeType::update, object->id_});
+                    }
                 }
-                for (const auto& object : deletes[raw]) {
+                for (auto* object : deletes[raw]) {
                     store->deleteRow(*object->entity_, object->id_.primaryKey());
-                    history.push_back({PersistentHistoryChangeType::delete_, object->id_});
+                    if (recordsHistory) {
+                        history.push_back({PersistentHistoryChangeType::delete_, object->id_});
+                    }
                 }
                 // In the same transaction: the rows and their account commit together.
                 store->recordHistoryTransaction(transactionAuthor_,
@@ -258,6 +276,11 @@ void ManagedObjectContext::save() {
             });
         }
     } catch (const Error& error) {
+        for (const auto& object : inserted_) {
+            if (object->stagedID_ != ManagedObjectID()) {
+                registered_.erase(object->stagedID_);
+            }
+        }
         throw wrapSaveError(error);
     }
 
@@ -292,13 +315,11 @@ void ManagedObjectContext::save() {
         updatedIDs.reserve(updated_.size());
     }
     temporary_.clear();
-    reserveRegistrations(inserted_.size());
     for (auto& object : inserted_) {
         object->id_ = object->stagedID_;
         object->version_ = 1;
         object->versionKnown_ = true;
         object->assignedStore_ = nullptr;
-        registered_.emplace(object->id_, object);
         clearChangeState(*object);
         if (observed) {
             insertedIDs.insert(object->id_);
@@ -405,12 +426,12 @@ void ManagedObjectContext::detach(ManagedObject& object) {
 void ManagedObjectContext::reset() {
     checkQueue("reset");
     ObjectIDSet all;
-    for (auto& [id, weak] : registered_) {
+    registered_.forEach([&](const ManagedObjectID& id, const std::weak_ptr<ManagedObject>& weak) {
         if (auto object = weak.lock()) {
             all.insert(id);
             detach(*object);
         }
-    }
+    });
     for (const auto* list : {&inserted_, &updated_, &deleted_}) {
         for (const auto& object : *list) {
             all.insert(object->id_);

@@ -92,17 +92,17 @@ Value PersistentStore::storedForm(const AttributeDescription& attribute, const V
 }
 
 void PersistentStore::bindRow(SQLiteDatabase::Statement& statement, int first,
-                              const EntityDescription& entity, const StoredRow& row,
+                              const EntityDescription& entity, const std::vector<Value>& values,
+                              const std::vector<std::optional<std::int64_t>>& toOne,
                               const std::vector<std::size_t>& attributes,
                               const std::vector<std::size_t>& toOneSlots) {
     int index = first;
     for (std::size_t attribute : attributes) {
-        statement.bind(index++,
-                       storedForm(entity.attributes()[attribute], row.attributes[attribute]));
+        statement.bind(index++, storedForm(entity.attributes()[attribute], values[attribute]));
     }
     for (std::size_t slot : toOneSlots) {
-        if (row.toOne[slot]) {
-            statement.bindInteger(index++, *row.toOne[slot]);
+        if (toOne[slot]) {
+            statement.bindInteger(index++, *toOne[slot]);
         } else {
             statement.bindNull(index++);
         }
@@ -128,8 +128,8 @@ void PersistentStore::insertRow(const EntityDescription& entity, std::int64_t pr
         sql += ") VALUES (" + placeholders + ")";
         prepared = std::make_unique<SQLiteDatabase::Statement>(database_->prepare(sql));
     }
+    // Every parameter is bound below: the reset after the last insert left nothing to clear.
     auto& statement = *prepared;
-    statement.reset();
     statement.bindInteger(1, primaryKey);
     statement.bindInteger(2, version);
     int index = 3;
@@ -153,7 +153,9 @@ void PersistentStore::insertRow(const EntityDescription& entity, std::int64_t pr
     statement.reset();
 }
 
-void PersistentStore::updateRow(const EntityDescription& entity, const StoredRow& row,
+void PersistentStore::updateRow(const EntityDescription& entity, std::int64_t primaryKey,
+                                std::int64_t version, const std::vector<Value>& values,
+                                const std::vector<std::optional<std::int64_t>>& toOne,
                                 const std::vector<std::size_t>& attributes,
                                 const std::vector<std::size_t>& toOneSlots) {
     std::lock_guard lock(mutex_);
@@ -166,12 +168,14 @@ void PersistentStore::updateRow(const EntityDescription& entity, const StoredRow
         sql += ", " + quoted(columns[entity.attributes().size() + slot]) + " = ?";
     }
     sql += " WHERE Z_PK = ?";
-    auto statement = database_->prepare(sql);
-    statement.bindInteger(1, row.version);
-    bindRow(statement, 2, entity, row, attributes, toOneSlots);
-    statement.bindInteger(2 + static_cast<int>(attributes.size() + toOneSlots.size()),
-                          row.primaryKey);
+    // Saves tend to change the same attributes again (a toggle writes the two caches), so the
+    // statement is kept for the next one.
+    auto& statement = database_->cached(sql);
+    statement.bindInteger(1, version);
+    bindRow(statement, 2, entity, values, toOne, attributes, toOneSlots);
+    statement.bindInteger(2 + static_cast<int>(attributes.size() + toOneSlots.size()), primaryKey);
     statement.run();
+    statement.reset();
 }
 
 void PersistentStore::deleteRow(const EntityDescription& entity, std::int64_t primaryKey) {
