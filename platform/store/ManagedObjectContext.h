@@ -13,6 +13,7 @@
 #include "platform/foundation/NotificationCenter.h"
 #include "platform/store/ContextQueue.h"
 #include "platform/store/FetchRequest.h"
+#include "platform/store/FlatHashMap.h"
 #include "platform/store/ManagedObject.h"
 #include "platform/store/MergePolicy.h"
 
@@ -227,6 +228,9 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     void addMember(const ManagedObjectID& owner, const RelationshipDescription& toMany,
                    const ManagedObjectID& member);
     std::shared_ptr<ManagedObject> registered(const ManagedObjectID& objectID) const;
+    // Makes room in the identity map for `additional` more registrations (it grows
+    // geometrically, so a run of small loads does not rehash it each time).
+    void reserveRegistrations(std::size_t additional);
     std::shared_ptr<PersistentStore> storeFor(const ManagedObject& object) const;
     bool hasPendingChanges(const EntityDescription& entity) const;
     void validateForSave();
@@ -249,9 +253,18 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     ObservationToken remoteObservation_;
     std::optional<std::string> transactionAuthor_;
 
-    std::unordered_map<ManagedObjectID, std::weak_ptr<ManagedObject>> registered_;
+    // Registered objects by permanent ID, held weakly; entries of objects that are gone are
+    // dropped when the map grows.
+    struct GoneObject {
+        bool operator()(const std::weak_ptr<ManagedObject>& object) const noexcept {
+            return object.expired();
+        }
+    };
+    FlatHashMap<ManagedObjectID, std::weak_ptr<ManagedObject>, std::hash<ManagedObjectID>,
+                GoneObject>
+        registered_;
     // Inserted, unsaved objects by the number of their temporary ID (held by inserted_).
-    std::unordered_map<std::int64_t, ManagedObject*> temporary_;
+    FlatHashMap<std::int64_t, ManagedObject*> temporary_;
     // Changes since the last save, in the order they were made (entries whose object no longer
     // has that state are skipped and dropped lazily).
     std::vector<std::shared_ptr<ManagedObject>> inserted_;

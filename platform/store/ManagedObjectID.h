@@ -45,7 +45,12 @@ class ManagedObjectID {
 
     std::string uriRepresentation() const;
 
-    friend bool operator==(const ManagedObjectID&, const ManagedObjectID&) = default;
+    // The key first: it tells two IDs of one store apart at once (the identity map compares
+    // IDs of mostly one store and entity).
+    friend bool operator==(const ManagedObjectID& lhs, const ManagedObjectID& rhs) noexcept {
+        return lhs.key_ == rhs.key_ && lhs.entity_ == rhs.entity_ &&
+               lhs.temporary_ == rhs.temporary_ && lhs.store_ == rhs.store_;
+    }
     // Permanent IDs order by store, entity name and primary key; temporary IDs follow them in the
     // order they were made.
     friend bool operator<(const ManagedObjectID& lhs, const ManagedObjectID& rhs);

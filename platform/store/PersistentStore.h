@@ -149,9 +149,11 @@ class PersistentStore {
     void insertRow(const EntityDescription& entity, std::int64_t primaryKey, std::int64_t version,
                    const std::vector<Value>& attributes,
                    const std::vector<std::optional<std::int64_t>>& toOne);
-    // Writes the listed attributes and to-one slots of `row` and raises the version to
-    // `row.version`.
-    void updateRow(const EntityDescription& entity, const StoredRow& row,
+    // Writes the listed attributes (indexes into `values`) and to-one slots (indexes into
+    // `toOne`) of the row `primaryKey` and raises its version to `version`.
+    void updateRow(const EntityDescription& entity, std::int64_t primaryKey, std::int64_t version,
+                   const std::vector<Value>& values,
+                   const std::vector<std::optional<std::int64_t>>& toOne,
                    const std::vector<std::size_t>& attributes,
                    const std::vector<std::size_t>& toOneSlots);
     void deleteRow(const EntityDescription& entity, std::int64_t primaryKey);
@@ -173,7 +175,9 @@ class PersistentStore {
                                       SQLiteDatabase::Statement& statement, int firstColumn);
     Value storedForm(const AttributeDescription& attribute, const Value& value) const;
     void bindRow(SQLiteDatabase::Statement& statement, int first, const EntityDescription& entity,
-                 const StoredRow& row, const std::vector<std::size_t>& attributes,
+                 const std::vector<Value>& values,
+                 const std::vector<std::optional<std::int64_t>>& toOne,
+                 const std::vector<std::size_t>& attributes,
                  const std::vector<std::size_t>& toOneSlots);
 
     PersistentStoreDescription description_;
