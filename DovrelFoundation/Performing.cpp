@@ -4,6 +4,7 @@
 
 #include "DovrelFoundation/Habit.h"
 #include "DovrelFoundation/HabitModel.h"
+#include "DovrelFoundation/RepresentableDate.h"
 #include "platform/store/ManagedObjectModel.h"
 
 namespace dovrel {
@@ -15,7 +16,13 @@ const store::EntityDescription& Performing::classEntity() {
 }
 
 std::optional<Date> Performing::date() const {
-    return value("date").date();
+    // A stored number that no calendar can place (another program may write any number into the
+    // column) is no date: such a checkmark is ignored like one without a date.
+    const auto date = value("date").date();
+    if (date && !isRepresentable(*date)) {
+        return std::nullopt;
+    }
+    return date;
 }
 
 void Performing::setDate(std::optional<Date> date) {

@@ -26,6 +26,8 @@ class Performing : public store::ManagedObject, public Managed<Performing> {
     static const store::EntityDescription& classEntity();
 
     // The instant at which the checkmark was set, exactly as given (not reduced to its day).
+    // Nothing when it is absent, and when the stored number is no date that a calendar can place
+    // (isRepresentable(), RepresentableDate.h): such a checkmark is ignored as an undated one.
     std::optional<Date> date() const;
     void setDate(std::optional<Date> date);
 

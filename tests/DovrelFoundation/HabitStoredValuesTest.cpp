@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -207,6 +208,45 @@ TEST_F(HabitStoredValuesTest, AFiveDateBlobWithAnUnplaceableDateKeepsItsOtherDat
                   (std::vector<Date>{kyiv(8, 7), kyiv(9, 7)}));
         EXPECT_EQ(read->progress(kyiv(11, 8)), 8);
     }
+}
+
+TEST_F(HabitStoredValuesTest, CheckmarkRowsWithUnplaceableDatesAreIgnoredByEveryQuery) {
+    // Another program adds checkmarks whose dates are numbers no calendar places (SQLite keeps
+    // infinities and huge numbers as they are; NaN it stores as NULL).
+    {
+        store::SQLiteDatabase database(store_.url(), false);
+        database.execute(
+            "INSERT INTO Performing (Z_PK, Z_OPT, date, habit) VALUES "
+            "(100, 1, 9e999, (SELECT Z_PK FROM Habit)), (101, 1, -9e999, (SELECT Z_PK FROM Habit)),"
+            "(102, 1, 1e300, (SELECT Z_PK FROM Habit))");
+    }
+    store_.reopen();
+    auto read = habit();
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->performing().size(), 5u);
+    std::vector<Date> dates = read->performingDates();
+    std::sort(dates.begin(), dates.end());
+    EXPECT_EQ(dates, (std::vector<Date>{kyiv(8, 7), kyiv(9, 7)}));
+    EXPECT_EQ(read->performingsSortedByDate().size(), 2u);
+    EXPECT_TRUE(read->hasPerformings(kyiv(9, 12)));
+    EXPECT_EQ(read->numberOfPerformings(kyiv(9, 12)), 1);
+    // A day earlier than the cache's last date is recomputed from the checkmarks.
+    EXPECT_EQ(read->progress(kyiv(8, 12)), 5);
+    EXPECT_EQ(read->progress(kyiv(10, 8)), 10);
+    EXPECT_EQ(read->nextReminder(), kyiv(10, 16));
+
+    read->toggleCheckmark(kyiv(10, 8));
+    store_.context().save();
+    const std::vector<Date> placeable{kyiv(8, 7), kyiv(9, 7), kyiv(10, 8)};
+    EXPECT_EQ(read->lastFivePerformingDates()->dates(), placeable);
+    EXPECT_EQ(read->lastPerformingDateProgress(),
+              HabitProgressCalculator::calculateProgress(placeable, 1, 1));
+    // The backup writes them as checkmarks without a date, and restores.
+    auto copy = restoredCopy();
+    ASSERT_TRUE(copy);
+    std::vector<Date> copied = copy->performingDates();
+    std::sort(copied.begin(), copied.end());
+    EXPECT_EQ(copied, placeable);
 }
 
 TEST_F(HabitStoredValuesTest, AFiveDateBlobOfOnlyUnplaceableDatesIsAnEmptyCache) {
