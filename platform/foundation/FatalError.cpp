@@ -6,7 +6,7 @@
 
 namespace dovrel {
 
-std::string_view fatalErrorSourcePath(std::string_view fileName) {
+std::string fatalErrorSourcePath(std::string_view fileName) {
 #ifdef DOVREL_SOURCE_ROOT
     constexpr std::string_view root = DOVREL_SOURCE_ROOT;
     if (fileName.starts_with(root)) {
@@ -18,12 +18,19 @@ std::string_view fatalErrorSourcePath(std::string_view fileName) {
     if (dot != std::string_view::npos && (slash == std::string_view::npos || dot > slash)) {
         fileName = fileName.substr(0, dot);
     }
-    return fileName;
+    // The library's files name their library and themselves, whichever subsystem folder holds
+    // them: DovrelFoundation/Model/Habit.cpp reports as DovrelFoundation/Habit.
+    constexpr std::string_view library = "DovrelFoundation/";
+    if (fileName.starts_with(library)) {
+        const auto file = fileName.substr(fileName.find_last_of('/') + 1);
+        return std::string(library) + std::string(file);
+    }
+    return std::string(fileName);
 }
 
 void fatalError(std::string_view message, std::source_location location) {
     const std::string text = "Fatal error: " + std::string(message) + ": file " +
-                             std::string(fatalErrorSourcePath(location.file_name())) + ", line " +
+                             fatalErrorSourcePath(location.file_name()) + ", line " +
                              std::to_string(location.line()) + "\n";
     std::fwrite(text.data(), 1, text.size(), stderr);
     std::fflush(stderr);

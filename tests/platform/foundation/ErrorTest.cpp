@@ -29,6 +29,18 @@ TEST(FatalError, SourcePathIsRelativeToTheRepositoryWithoutExtension) {
     EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "DovrelFoundation/Habit.cpp"),
               "DovrelFoundation/Habit");
     EXPECT_EQ(fatalErrorSourcePath("elsewhere/file"), "elsewhere/file");
+    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "platform/store/ManagedObjectContext.cpp"),
+              "platform/store/ManagedObjectContext");
+}
+
+TEST(FatalError, TheLibrarysFilesReportTheLibraryAndTheirNameWhateverTheirFolder) {
+    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "DovrelFoundation/Model/Habit.cpp"),
+              "DovrelFoundation/Habit");
+    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT
+                                   "DovrelFoundation/Model/HabitToHabitV2MigrationPolicy.cpp"),
+              "DovrelFoundation/HabitToHabitV2MigrationPolicy");
+    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "DovrelFoundation/Version.cpp"),
+              "DovrelFoundation/Version");
 }
 
 TEST(FatalErrorDeathTest, WritesTheMessageAndAborts) {
