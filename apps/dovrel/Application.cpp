@@ -3,11 +3,11 @@
 #include <chrono>
 #include <string>
 
-#include "DovrelFoundation/ContextExtensions.h"
-#include "DovrelFoundation/HabitModel.h"
-#include "DovrelFoundation/Services/Analytics/ConsoleLoggingAnalyticsService.h"
-#include "DovrelFoundation/Services/Settings/Constants.h"
-#include "DovrelFoundation/Services/Settings/StaticRemoteConfigService.h"
+#include "DovrelFoundation/Persistence/ContextExtensions.h"
+#include "DovrelFoundation/Model/HabitModel.h"
+#include "DovrelFoundation/Analytics/ConsoleLoggingAnalyticsService.h"
+#include "DovrelFoundation/Settings/Constants.h"
+#include "DovrelFoundation/Settings/StaticRemoteConfigService.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/StorePreflight.h"
 #include "apps/dovrel/Texts.h"

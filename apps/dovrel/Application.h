@@ -6,10 +6,10 @@
 #include <optional>
 #include <vector>
 
-#include "DovrelFoundation/CoreDataManager.h"
-#include "DovrelFoundation/Habit.h"
-#include "DovrelFoundation/Services/Analytics/AnalyticsTracker.h"
-#include "DovrelFoundation/Services/Settings/ApplicationSettingsService.h"
+#include "DovrelFoundation/Persistence/CoreDataManager.h"
+#include "DovrelFoundation/Model/Habit.h"
+#include "DovrelFoundation/Analytics/AnalyticsTracker.h"
+#include "DovrelFoundation/Settings/ApplicationSettingsService.h"
 #include "platform/store/ManagedObjectContext.h"
 
 namespace dovrel::cli {

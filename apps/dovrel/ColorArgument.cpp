@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "DovrelFoundation/ColorExtensions.h"
+#include "DovrelFoundation/Appearance/ColorExtensions.h"
 
 namespace dovrel::cli {
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "DovrelFoundation/ColorExtensions.h"
-#include "DovrelFoundation/ContextExtensions.h"
-#include "DovrelFoundation/DateExtensions.h"
-#include "DovrelFoundation/Services/Analytics/AnalyticsEvents.h"
-#include "DovrelFoundation/UserInterfaceStyleDescription.h"
+#include "DovrelFoundation/Appearance/ColorExtensions.h"
+#include "DovrelFoundation/Persistence/ContextExtensions.h"
+#include "DovrelFoundation/Progress/DateExtensions.h"
+#include "DovrelFoundation/Analytics/AnalyticsEvents.h"
+#include "DovrelFoundation/Appearance/UserInterfaceStyleDescription.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/HabitJson.h"
 #include "apps/dovrel/HabitReports.h"

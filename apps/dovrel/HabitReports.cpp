@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "DovrelFoundation/DateExtensions.h"
-#include "DovrelFoundation/Performing.h"
+#include "DovrelFoundation/Progress/DateExtensions.h"
+#include "DovrelFoundation/Model/Performing.h"
 
 namespace dovrel::cli {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "DovrelFoundation/Habit.h"
+#include "DovrelFoundation/Model/Habit.h"
 #include "apps/dovrel/HabitReport.h"
 
 namespace dovrel::cli {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "DovrelFoundation/ColorExtensions.h"
+#include "DovrelFoundation/Appearance/ColorExtensions.h"
 
 namespace dovrel::cli {
 

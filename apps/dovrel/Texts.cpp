@@ -1,6 +1,6 @@
 #include "apps/dovrel/Texts.h"
 
-#include "DovrelFoundation/StringExtensions.h"
+#include "DovrelFoundation/Appearance/StringExtensions.h"
 
 namespace dovrel::cli {
 

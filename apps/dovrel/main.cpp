@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "DovrelFoundation/RepeatInterval.h"
+#include "DovrelFoundation/Model/RepeatInterval.h"
 #include "DovrelFoundation/Version.h"
 #include "apps/dovrel/Application.h"
 #include "apps/dovrel/ColorArgument.h"

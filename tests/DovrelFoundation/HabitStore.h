@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "DovrelFoundation/Habit.h"
-#include "DovrelFoundation/HabitModel.h"
-#include "DovrelFoundation/ValueTransformers.h"
+#include "DovrelFoundation/Model/Habit.h"
+#include "DovrelFoundation/Model/HabitModel.h"
+#include "DovrelFoundation/Model/ValueTransformers.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/Error.h"
 #include "platform/foundation/Logging.h"

@@ -11,7 +11,7 @@
 #include <variant>
 #include <vector>
 
-#include "DovrelFoundation/Services/Analytics/AnalyticsServiceProtocol.h"
+#include "DovrelFoundation/Analytics/AnalyticsServiceProtocol.h"
 
 namespace dovrel::testing {
 

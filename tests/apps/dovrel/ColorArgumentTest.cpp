@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "DovrelFoundation/ColorExtensions.h"
+#include "DovrelFoundation/Appearance/ColorExtensions.h"
 
 namespace dovrel::cli {
 namespace {

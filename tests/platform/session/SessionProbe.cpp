@@ -17,8 +17,8 @@
 //                                   launches=<count> new-days=<count>"
 // The widget logger writes to standard error.
 
-#include "DovrelFoundation/Services/Settings/ApplicationSettingsService.h"
-#include "DovrelFoundation/Services/Settings/StaticRemoteConfigService.h"
+#include "DovrelFoundation/Settings/ApplicationSettingsService.h"
+#include "DovrelFoundation/Settings/StaticRemoteConfigService.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Keychain.h"
 #include "platform/foundation/Logging.h"

@@ -20,11 +20,11 @@
 #include <thread>
 #include <vector>
 
-#include "DovrelFoundation/ContextExtensions.h"
-#include "DovrelFoundation/CoreDataManager.h"
-#include "DovrelFoundation/Habit.h"
-#include "DovrelFoundation/HabitProgressCalculator.h"
-#include "DovrelFoundation/Services/Analytics/AnalyticsTracker.h"
+#include "DovrelFoundation/Persistence/ContextExtensions.h"
+#include "DovrelFoundation/Persistence/CoreDataManager.h"
+#include "DovrelFoundation/Model/Habit.h"
+#include "DovrelFoundation/Progress/HabitProgressCalculator.h"
+#include "DovrelFoundation/Analytics/AnalyticsTracker.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/FileManager.h"
 #include "platform/foundation/Region.h"
