@@ -1,7 +1,9 @@
 #include "DovrelFoundation/HabitProgressCalculator.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <span>
@@ -48,15 +50,16 @@ double gained(double progress) {
 }
 
 // One missed day. `fixedLoss` is kFixedDecay / divisor, what the fixed decay costs: the same
-// division for every day of a gap, done once.
-double missedDay(double progress, double divisor, double fixedLoss) {
+// division for every day of a gap, done once. `perDivisor(loss)` is loss / divisor.
+template <typename PerDivisor>
+double missedDay(double progress, double fixedLoss, PerDivisor perDivisor) {
     double result = 0;
     if (progress >= kSmallStepFrom) {
         result = progress - fixedLoss;
     } else {
         const double step = (kFullScore - progress) / kStepDivisor;
         const double loss = step >= kDecayThreshold ? step * kDecayFactor : kFixedDecay;
-        result = progress - loss / divisor;
+        result = progress - perDivisor(loss);
     }
     if (result <= 0) {
         result = 0;
@@ -65,6 +68,30 @@ double missedDay(double progress, double divisor, double fixedLoss) {
         result = kFullScore;
     }
     return result;
+}
+
+template <typename PerDivisor>
+double decayedBy(double progress, std::int64_t count, double fixedLoss, PerDivisor perDivisor) {
+    for (std::int64_t day = 0; day < count; ++day) {
+        const double next = missedDay(progress, fixedLoss, perDivisor);
+        // Each missed day depends on the score alone: once a day changes nothing (0, or a loss
+        // too small to move the score), no later day will, so a long gap ends here.
+        if (next == progress || std::isnan(next)) {
+            return next;
+        }
+        progress = next;
+    }
+    return progress;
+}
+
+// Whether `value` is a power of two (positive or negative) whose reciprocal is a double too: then
+// x / value and x * (1 / value) are the same correctly rounded x * 2^-k, for every x.
+bool isPowerOfTwo(double value) {
+    constexpr std::uint64_t kMantissa = (std::uint64_t{1} << 52) - 1;
+    constexpr std::uint64_t kExponent = std::uint64_t{0x7ff} << 52;
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    const std::uint64_t exponent = bits & kExponent;
+    return (bits & kMantissa) == 0 && exponent != 0 && exponent != kExponent;
 }
 
 // The score after a gap of `gap` days (0 or 1 cost nothing).
@@ -138,16 +165,15 @@ double HabitProgressCalculator::gainedProgress(double progress) {
 double HabitProgressCalculator::decayedProgress(double progress, std::int64_t missedDays,
                                                 double divisor) {
     const double fixedLoss = kFixedDecay / divisor;
-    for (std::int64_t day = 0; day < missedDays; ++day) {
-        const double next = missedDay(progress, divisor, fixedLoss);
-        // Each missed day depends on the score alone: once a day changes nothing (0, or a loss
-        // too small to move the score), no later day will, so a long gap ends here.
-        if (next == progress || std::isnan(next)) {
-            return next;
-        }
-        progress = next;
+    // A daily habit's divisor is 1, a 3/7 habit's 2: dividing by them is multiplying by the
+    // reciprocal, which takes a division off every missed day's chain of dependent operations.
+    if (isPowerOfTwo(divisor)) {
+        const double reciprocal = 1 / divisor;
+        return decayedBy(progress, missedDays, fixedLoss,
+                         [reciprocal](double loss) { return loss * reciprocal; });
     }
-    return progress;
+    return decayedBy(progress, missedDays, fixedLoss,
+                     [divisor](double loss) { return loss / divisor; });
 }
 
 double HabitProgressCalculator::intervalDivisor(std::int64_t repeatingTimes, std::int64_t perDays) {

@@ -175,6 +175,40 @@ TEST_F(HabitProgressCalculatorTest, DecayOverManyDaysEqualsTheDayByDayResult) {
     EXPECT_EQ(HabitProgressCalculator::decayedProgress(50, 365'250'000, 1e300), 50.0);
 }
 
+TEST_F(HabitProgressCalculatorTest, DecayWithAnyDivisorIsTheDivisionDayByDayBitForBit) {
+    // Powers of two are taken by their reciprocal, other divisors by division: the results must
+    // be those of the division either way, from every kind of score.
+    const double divisors[] = {
+        1, 2,     4,    1024,     4611686018427387904.0, 0.5, -2, -1, 0x1p1023, 3, 7, 30,
+        0, 1e300, -3.5, 0x1p-1022};
+    std::mt19937_64 random(21);
+    std::uniform_real_distribution<double> score(0, 100);
+    std::vector<double> scores = {0, 0.05, 1, 50, 97.9, 97.91, 97.9099999, 99.95, 100};
+    for (int i = 0; i < 2000; ++i) {
+        scores.push_back(score(random));
+    }
+    for (const double divisor : divisors) {
+        for (const double start : scores) {
+            for (const std::int64_t days : {1, 2, 5}) {
+                double expected = start;
+                for (std::int64_t day = 0; day < days; ++day) {
+                    const double step = (100 - expected) / 21;
+                    const double loss = step >= 0.1 ? step * 0.5 : 0.05;
+                    expected = expected - loss / divisor;
+                    if (expected <= 0) {
+                        expected = 0;
+                    }
+                    if (expected > 100) {
+                        expected = 100;
+                    }
+                }
+                EXPECT_EQ(HabitProgressCalculator::decayedProgress(start, days, divisor), expected)
+                    << "from " << start << " by " << divisor << " for " << days << " days";
+            }
+        }
+    }
+}
+
 // --- The worked example -------------------------------------------------------------------------
 
 TEST_F(HabitProgressCalculatorTest, WorkedExampleDaysOneTwoAndFourAskedOnDaySix) {
