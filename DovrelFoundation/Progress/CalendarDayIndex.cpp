@@ -42,8 +42,8 @@ constexpr double kDayBoundaryGuard = 1.0;
 // unambiguous: its midnight exists exactly once, at midnight minus the offset.
 constexpr double kMidnightMargin = 1.5 * kMillisecondsPerDay;
 // Offsets are read this far beyond a block, so that the margin above can be checked for all the
-// block's days.
-constexpr double kPeriodsMargin = 3.0 * kMillisecondsPerDay;
+// block's days, and a block's stretches (below) know the offset changes next to them.
+constexpr double kPeriodsMargin = 4.0 * kMillisecondsPerDay;
 
 // At most this many regions keep a table on each thread.
 constexpr std::size_t kTablesPerThread = 4;
@@ -103,6 +103,14 @@ struct CalendarDayIndex::Block {
     // Day starts as seconds since the reference date, for local days 64k - 1 ... 64k + 64 of
     // block k; NaN for a day no instant belongs to.
     std::array<double, kStartsPerBlock> starts{};
+    // Runs of the block's instants with one offset, more than a second from any change, whose days
+    // (in the Gregorian calendar) all start at the midnight held in `starts`, ascending.
+    struct Stretch {
+        double from;
+        double to;
+        std::int32_t offset;
+    };
+    std::vector<Stretch> stretches;
 };
 
 struct CalendarDayIndex::Table {
@@ -118,6 +126,14 @@ struct CalendarDayIndex::Table {
             slot = build(number);
         }
         return *slot;
+    }
+
+    // The block if it exists and has been built already.
+    const Block* built(std::int64_t number) const {
+        if (number < kFirstBlock || number >= kEndBlock) {
+            return nullptr;
+        }
+        return blocks[static_cast<std::size_t>(number - kFirstBlock)].get();
     }
 
     std::unique_ptr<Block> build(std::int64_t number) const;
@@ -152,6 +168,49 @@ std::unique_ptr<CalendarDayIndex::Block> CalendarDayIndex::Table::build(std::int
     block->uniform =
         !hasTransitionWithin(offsets, start - kTransitionGuard, end + kTransitionGuard);
     block->offset = offsets.offsetAt(start);
+
+    // The stretches, one between each two offset changes (the ends of the span read count as
+    // changes too, since nothing is known beyond them): the instants more than a second from
+    // either change, and in the Gregorian calendar only those of the days from the first to the
+    // last whose midnight has no change within kMidnightMargin, the days the loop below gives their
+    // local midnight. An instant of day d at offset o lies in [d * day - o, (d + 1) * day - o).
+    double changedAt = start - kPeriodsMargin;
+    std::int32_t offsetSince = offsets.offsetBefore;
+    const auto addStretch = [&](double nextChange) {
+        double from = std::max(changedAt + kTransitionGuard, start);
+        double to = std::min(nextChange - kTransitionGuard, end);
+        if (gregorian) {
+            // The first day d with d * day - kMidnightMargin > changedAt, and the last day with
+            // d * day + kMidnightMargin < nextChange: estimated by a quotient, then settled by
+            // the very comparisons hasTransitionWithin makes.
+            const auto midnight = [](double day) { return day * kMillisecondsPerDay; };
+            double firstDay = std::floor((changedAt + kMidnightMargin) / kMillisecondsPerDay);
+            while (midnight(firstDay) - kMidnightMargin <= changedAt) {
+                firstDay += 1;
+            }
+            while (midnight(firstDay - 1) - kMidnightMargin > changedAt) {
+                firstDay -= 1;
+            }
+            double lastDay = std::ceil((nextChange - kMidnightMargin) / kMillisecondsPerDay);
+            while (midnight(lastDay) + kMidnightMargin >= nextChange) {
+                lastDay -= 1;
+            }
+            while (midnight(lastDay + 1) + kMidnightMargin < nextChange) {
+                lastDay += 1;
+            }
+            from = std::max(from, firstDay * kMillisecondsPerDay - offsetSince);
+            to = std::min(to, (lastDay + 1) * kMillisecondsPerDay - offsetSince);
+        }
+        if (from < to) {
+            block->stretches.push_back(Block::Stretch{from, to, offsetSince});
+        }
+    };
+    for (const auto& transition : offsets.transitions) {
+        addStretch(transition.milliseconds);
+        changedAt = transition.milliseconds;
+        offsetSince = transition.offsetAfter;
+    }
+    addStretch(end + kPeriodsMargin);
 
     // Every offset that occurs around the block: a day's instants are found by trying each.
     std::vector<std::int32_t> candidates{offsets.offsetBefore};
@@ -218,23 +277,56 @@ Date CalendarDayIndex::plainDayStart(Date date) {
     return plainOnlyDay(region_, date);
 }
 
-Date CalendarDayIndex::dayStart(Date date) {
-    const double milliseconds = toMilliseconds(date);
+const CalendarDayIndex::Block* CalendarDayIndex::blockAt(double milliseconds) {
     const double blockPosition = std::floor(milliseconds / kMillisecondsPerBlock);
     // Written so that NaN fails too.
     if (!(blockPosition >= static_cast<double>(kFirstBlock) &&
           blockPosition < static_cast<double>(kEndBlock))) {
-        return plainDayStart(date);
+        return nullptr;
     }
     const auto number = static_cast<std::int64_t>(blockPosition);
     if (lastBlock_ == nullptr || number != lastBlockNumber_) {
         lastBlock_ = &table_->block(number);
         lastBlockNumber_ = number;
     }
-    const Block& block = *lastBlock_;
-    if (!block.trusted) {
+    return lastBlock_;
+}
+
+std::optional<CalendarDayIndex::UniformStretch> CalendarDayIndex::uniformStretch(
+    double milliseconds) {
+    const Block* block = blockAt(milliseconds);
+    if (block == nullptr || !block->trusted) {
+        return std::nullopt;
+    }
+    for (const Block::Stretch& stretch : block->stretches) {
+        if (milliseconds >= stretch.from && milliseconds < stretch.to) {
+            UniformStretch found{stretch.from, stretch.to, static_cast<double>(stretch.offset),
+                                 table_->gregorian};
+            // Carried on through the blocks after it that are built already, while it goes on
+            // there with the same offset (it does up to the next change).
+            for (std::int64_t next = lastBlockNumber_ + 1;; ++next) {
+                const Block* following = table_->built(next);
+                if (following == nullptr || !following->trusted || following->stretches.empty() ||
+                    following->stretches.front().from != found.toMilliseconds ||
+                    following->stretches.front().offset != stretch.offset) {
+                    break;
+                }
+                found.toMilliseconds = following->stretches.front().to;
+            }
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+Date CalendarDayIndex::dayStart(Date date) {
+    const double milliseconds = toMilliseconds(date);
+    const Block* found = blockAt(milliseconds);
+    if (found == nullptr || !found->trusted) {
         return plainDayStart(date);
     }
+    const Block& block = *found;
+    const std::int64_t number = lastBlockNumber_;
     const bool wholeMilliseconds = milliseconds == std::floor(milliseconds);
 
     std::int32_t offset = block.offset;

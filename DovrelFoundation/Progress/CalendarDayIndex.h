@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Region.h"
@@ -65,11 +66,37 @@ class CalendarDayIndex {
     // benchmarks: the table answers the rest).
     std::size_t plainLookups() const noexcept { return plainLookups_; }
 
+    // A stretch of instants over which the zone's UTC offset does not change and that lies more
+    // than a second from any change. Instants are counted as dayStart counts them: milliseconds
+    // since 1970, (date.timeIntervalSince1970() * 1000). For an instant at `m` milliseconds
+    // within the stretch, with local = m + offset, except one with a fraction of a millisecond
+    // within a millisecond of a local midnight (whose day dayStart asks of the calendar):
+    //   - its day is the local day number floor(local / 86400000), so two instants of the
+    //     stretch with the same number have the same dayStart;
+    //   - if `midnightStarts`, that day starts at its local midnight: dayStart answers
+    //     Date::fromTimeIntervalSince1970((day * 86400000 - offset) / 1000), and the day gap
+    //     between two instants of the stretch is the difference of their day numbers.
+    // In the Gregorian calendar a stretch holds only instants of days whose midnight lies more
+    // than a day and a half from any offset change, the days whose start is plain there.
+    struct UniformStretch {
+        double fromMilliseconds;  // the first instant of the stretch
+        double toMilliseconds;    // the end of the stretch (not part of it)
+        double offset;            // milliseconds, less than a day either way
+        bool midnightStarts;      // days start at local midnight (the Gregorian calendar)
+    };
+
+    // The stretch that holds the instant `milliseconds`, if there is one: none near an offset
+    // change (a day or two either side in the Gregorian calendar), outside the table's years, or
+    // in a block whose offsets could not be read consistently. A stretch ends at the end of the
+    // table's 64-day blocks built so far; the next block's may go on from there.
+    std::optional<UniformStretch> uniformStretch(double milliseconds);
+
   private:
     struct Table;
     struct Block;
 
     Date plainDayStart(Date date);
+    const Block* blockAt(double milliseconds);
 
     Region region_;
     std::shared_ptr<Table> table_;

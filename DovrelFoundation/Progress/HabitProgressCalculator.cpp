@@ -1,10 +1,15 @@
 #include "DovrelFoundation/Progress/HabitProgressCalculator.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <optional>
+#include <span>
 #include <vector>
 
+#include "DovrelFoundation/Progress/AscendingDayGaps.h"
 #include "DovrelFoundation/Progress/CalendarDayIndex.h"
 #include "platform/foundation/FatalError.h"
 
@@ -20,10 +25,42 @@ constexpr double kDecayFactor = 0.5;
 constexpr double kFixedDecay = 0.05;
 constexpr std::int64_t kFreeGap = 1;
 
-double missedDay(double progress, double divisor) {
-    const double step = (kFullScore - progress) / kStepDivisor;
-    const double loss = step >= kDecayThreshold ? step * kDecayFactor : kFixedDecay;
-    double result = progress - loss / divisor;
+// From this score up, a step (100 - p) / 21 is below 0.1 (100 - p is exact for p up to 200, and
+// negative above): a checkmark gains the minimum and a missed day costs the fixed decay, the same
+// results without the division by 21. A score that has reached 100 stays near it through regular
+// checkmarks, and this keeps the division off the chain of dependent operations that a long
+// history's pass is.
+constexpr double kSmallStepFrom = 97.91;
+static_assert((kFullScore - kSmallStepFrom) / kStepDivisor < kMinimumGain);
+static_assert((kFullScore - kSmallStepFrom) / kStepDivisor < kDecayThreshold);
+
+double gained(double progress) {
+    double result = 0;
+    if (progress >= kSmallStepFrom) {
+        result = progress + kMinimumGain;
+    } else {
+        result = progress + std::max((kFullScore - progress) / kStepDivisor, kMinimumGain);
+    }
+    if (result <= 0) {
+        result = 0;
+    } else if (result > kFullScore) {
+        result = kFullScore;
+    }
+    return result;
+}
+
+// One missed day. `fixedLoss` is kFixedDecay / divisor, what the fixed decay costs: the same
+// division for every day of a gap, done once. `perDivisor(loss)` is loss / divisor.
+template <typename PerDivisor>
+double missedDay(double progress, double fixedLoss, PerDivisor perDivisor) {
+    double result = 0;
+    if (progress >= kSmallStepFrom) {
+        result = progress - fixedLoss;
+    } else {
+        const double step = (kFullScore - progress) / kStepDivisor;
+        const double loss = step >= kDecayThreshold ? step * kDecayFactor : kFixedDecay;
+        result = progress - perDivisor(loss);
+    }
     if (result <= 0) {
         result = 0;
     }
@@ -31,6 +68,30 @@ double missedDay(double progress, double divisor) {
         result = kFullScore;
     }
     return result;
+}
+
+template <typename PerDivisor>
+double decayedBy(double progress, std::int64_t count, double fixedLoss, PerDivisor perDivisor) {
+    for (std::int64_t day = 0; day < count; ++day) {
+        const double next = missedDay(progress, fixedLoss, perDivisor);
+        // Each missed day depends on the score alone: once a day changes nothing (0, or a loss
+        // too small to move the score), no later day will, so a long gap ends here.
+        if (next == progress || std::isnan(next)) {
+            return next;
+        }
+        progress = next;
+    }
+    return progress;
+}
+
+// Whether `value` is a power of two (positive or negative) whose reciprocal is a double too: then
+// x / value and x * (1 / value) are the same correctly rounded x * 2^-k, for every x.
+bool isPowerOfTwo(double value) {
+    constexpr std::uint64_t kMantissa = (std::uint64_t{1} << 52) - 1;
+    constexpr std::uint64_t kExponent = std::uint64_t{0x7ff} << 52;
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    const std::uint64_t exponent = bits & kExponent;
+    return (bits & kMantissa) == 0 && exponent != 0 && exponent != kExponent;
 }
 
 // The score after a gap of `gap` days (0 or 1 cost nothing).
@@ -44,24 +105,29 @@ double afterGap(double progress, std::int64_t gap, std::int64_t repeatingTimes,
         HabitProgressCalculator::intervalDivisor(repeatingTimes, perDays));
 }
 
-// The whole-history pass over dates already sorted ascending. Day starts are asked for only
-// where a gap is measured, so a single date needs none.
-double progressOverSorted(const std::vector<Date>& sorted, std::int64_t repeatingTimes,
+// The whole-history pass over dates already sorted ascending. Days are asked for only where a
+// gap is measured, so a single date needs none. The divisor is computed at the first gap of two
+// days or more, and only then.
+double progressOverSorted(std::span<const Date> sorted, std::int64_t repeatingTimes,
                           std::int64_t perDays, CalendarDayIndex& index) {
     if (sorted.empty()) {
         return 0;
     }
-    double progress = HabitProgressCalculator::gainedProgress(0);
-    Date previousStart = sorted.size() > 1 ? index.dayStart(sorted.front()) : Date();
-    for (std::size_t i = 1; i < sorted.size(); ++i) {
-        const Date start = index.dayStart(sorted[i]);
-        if (start != previousStart) {
-            progress =
-                afterGap(progress, CalendarDayIndex::daysBetweenDayStarts(start, previousStart),
-                         repeatingTimes, perDays);
+    double progress = gained(0);
+    if (sorted.size() == 1) {
+        return progress;
+    }
+    AscendingDayGaps gaps(index, sorted.front());
+    std::optional<double> divisor;
+    for (const Date date : sorted.subspan(1)) {
+        const std::int64_t gap = gaps.next(date);
+        if (gap > kFreeGap) {
+            if (!divisor) {
+                divisor = HabitProgressCalculator::intervalDivisor(repeatingTimes, perDays);
+            }
+            progress = HabitProgressCalculator::decayedProgress(progress, gap - kFreeGap, *divisor);
         }
-        progress = HabitProgressCalculator::gainedProgress(progress);
-        previousStart = start;
+        progress = gained(progress);
     }
     return progress;
 }
@@ -101,28 +167,21 @@ double continued(double progress, std::optional<Date> lastDate, std::int64_t rep
 }  // namespace
 
 double HabitProgressCalculator::gainedProgress(double progress) {
-    const double gain = std::max((kFullScore - progress) / kStepDivisor, kMinimumGain);
-    double result = progress + gain;
-    if (result <= 0) {
-        result = 0;
-    } else if (result > kFullScore) {
-        result = kFullScore;
-    }
-    return result;
+    return gained(progress);
 }
 
 double HabitProgressCalculator::decayedProgress(double progress, std::int64_t missedDays,
                                                 double divisor) {
-    for (std::int64_t day = 0; day < missedDays; ++day) {
-        const double next = missedDay(progress, divisor);
-        // Each missed day depends on the score alone: once a day changes nothing (0, or a loss
-        // too small to move the score), no later day will, so a long gap ends here.
-        if (next == progress || std::isnan(next)) {
-            return next;
-        }
-        progress = next;
+    const double fixedLoss = kFixedDecay / divisor;
+    // A daily habit's divisor is 1, a 3/7 habit's 2: dividing by them is multiplying by the
+    // reciprocal, which takes a division off every missed day's chain of dependent operations.
+    if (isPowerOfTwo(divisor)) {
+        const double reciprocal = 1 / divisor;
+        return decayedBy(progress, missedDays, fixedLoss,
+                         [reciprocal](double loss) { return loss * reciprocal; });
     }
-    return progress;
+    return decayedBy(progress, missedDays, fixedLoss,
+                     [divisor](double loss) { return loss / divisor; });
 }
 
 double HabitProgressCalculator::intervalDivisor(std::int64_t repeatingTimes, std::int64_t perDays) {

@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,14 +23,32 @@ class CollectingReporter : public benchmark::ConsoleReporter {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
                 const double toNanoseconds = 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-                timings[run.benchmark_name()] = Timing{run.GetAdjustedCPUTime() * toNanoseconds,
-                                                       run.GetAdjustedRealTime() * toNanoseconds};
+                const Timing timing{run.GetAdjustedCPUTime() * toNanoseconds,
+                                    run.GetAdjustedRealTime() * toNanoseconds};
+                timings[run.benchmark_name()] = timing;
+                // Named without a "repeats:" part, so that a name reads the same however the
+                // repetitions were asked for.
+                benchmark::BenchmarkName name = run.run_name;
+                name.repetitions.clear();
+                std::vector<Timing>& all = repetitions[name.str()];
+                const auto index = run.repetition_index < 0
+                                       ? all.size()
+                                       : static_cast<std::size_t>(run.repetition_index);
+                if (all.size() <= index) {
+                    all.resize(index + 1);
+                }
+                all[index] = timing;
             }
         }
         ConsoleReporter::ReportRuns(runs);
     }
 
+    // The last repetition of each benchmark, by its full name.
     std::map<std::string, Timing> timings;
+    // Every repetition of each benchmark, in repetition order (Google Benchmark's
+    // --benchmark_repetitions; with --benchmark_enable_random_interleaving they run in random
+    // order among the other benchmarks' repetitions, and are still kept by their number).
+    std::map<std::string, std::vector<Timing>> repetitions;
 };
 
 }  // namespace dovrel::bench

@@ -170,6 +170,93 @@ TEST_F(CalendarDayIndexTest, InstantsOutsideTheTablesYearsAreAskedOfTheCalendar)
     EXPECT_GE(plain, 6u);
 }
 
+// --- Uniform stretches --------------------------------------------------------------------------
+
+TEST_F(CalendarDayIndexTest, UniformStretchesHaveOneOffsetAndDaysStartingAtLocalMidnight) {
+    const std::string zones[] = {"America/New_York", "Europe/Kyiv", "America/Sao_Paulo",
+                                 "Australia/Lord_Howe", "Pacific/Apia"};
+    constexpr double kMillisecondsPerDay = 86'400'000.0;
+    std::uint64_t seed = 300;
+    for (const std::string& zone : zones) {
+        SCOPED_TRACE(zone);
+        const ScopedRegion region(zone);
+        CalendarDayIndex index = CalendarDayIndex::current();
+        const TimeZoneTransitions transitions(zone);
+        // The day start of an instant of the stretch at `milliseconds`, by local midnight.
+        const auto midnightStart = [](double milliseconds, double offset) {
+            const double day = std::floor((milliseconds + offset) / kMillisecondsPerDay);
+            return secondsOf(
+                Date::fromTimeIntervalSince1970((day * kMillisecondsPerDay - offset) / 1000.0));
+        };
+        std::size_t inStretches = 0;
+        const std::vector<Date> instants = randomInstants(k2012, k2022, 1000, seed++);
+        for (const Date instant : instants) {
+            const double milliseconds = instant.timeIntervalSince1970() * 1000.0;
+            const auto stretch = index.uniformStretch(milliseconds);
+            if (!stretch) {
+                continue;
+            }
+            ++inStretches;
+            ASSERT_LE(stretch->fromMilliseconds, milliseconds);
+            ASSERT_GT(stretch->toMilliseconds, milliseconds);
+            EXPECT_TRUE(stretch->midnightStarts);
+            // One offset over the stretch and a second either side (its end is not part of it).
+            const auto periods = transitions.periods(stretch->fromMilliseconds - 1000,
+                                                     stretch->toMilliseconds + 1000 - 1);
+            ASSERT_TRUE(periods.has_value());
+            EXPECT_TRUE(periods->transitions.empty()) << secondsOf(instant);
+            EXPECT_EQ(periods->offsetBefore, static_cast<std::int32_t>(stretch->offset));
+            // The days of the instant and of the stretch's first and last millisecond start at
+            // their local midnight.
+            for (const double at : {milliseconds, stretch->fromMilliseconds,
+                                    std::ceil(stretch->toMilliseconds) - 1}) {
+                EXPECT_EQ(secondsOf(onlyDay(Date::fromTimeIntervalSince1970(at / 1000.0))),
+                          midnightStart(at, stretch->offset))
+                    << secondsOf(instant) << " " << at;
+            }
+        }
+        // Most instants lie in one: only those within a day or two of a change do not.
+        EXPECT_GT(inStretches, instants.size() * 9 / 10);
+    }
+}
+
+TEST_F(CalendarDayIndexTest, UniformStretchesOfOtherCalendarsDoNotStartDaysAtMidnight) {
+    const ScopedRegion region("Europe/Kyiv", "en_US", "hebrew");
+    CalendarDayIndex index = CalendarDayIndex::current();
+    const double milliseconds = civilDate(2021, 7, 1, 12, 0, 0, 3.0).timeIntervalSince1970() * 1000;
+    const auto stretch = index.uniformStretch(milliseconds);
+    ASSERT_TRUE(stretch.has_value());
+    EXPECT_FALSE(stretch->midnightStarts);
+    EXPECT_EQ(stretch->offset, 3 * 3600 * 1000.0);
+}
+
+TEST_F(CalendarDayIndexTest, NoUniformStretchNearAnOffsetChangeOrOutsideTheTablesYears) {
+    const ScopedRegion region("America/New_York");
+    CalendarDayIndex index = CalendarDayIndex::current();
+    // 2024-03-10 07:00 UTC: clocks went from 02:00 to 03:00. The last midnight more than a day and
+    // a half before it is 8 March's, whose day ends 26 hours before it; the first one more than a
+    // day and a half after it is 12 March's, 45 hours after it.
+    const double change = civilDate(2024, 3, 10, 7).timeIntervalSince1970() * 1000;
+    constexpr double kHour = 3600.0 * 1000;
+    for (const double hours : {-26.0, -24.0, -1.0, 0.0, 1.0, 24.0, 44.9}) {
+        EXPECT_FALSE(index.uniformStretch(change + hours * kHour).has_value()) << hours;
+    }
+    const auto before = index.uniformStretch(change - 26.1 * kHour);
+    ASSERT_TRUE(before.has_value());
+    EXPECT_EQ(before->toMilliseconds, change - 26 * kHour);
+    const auto after = index.uniformStretch(change + 45 * kHour);
+    ASSERT_TRUE(after.has_value());
+    EXPECT_EQ(after->fromMilliseconds, change + 45 * kHour);
+    // The table's whole blocks reach a few weeks beyond 1900 and 2200, not two months.
+    const double before1900 =
+        (k1900 - 60 * kDay + Date::kTimeIntervalBetween1970AndReferenceDate) * 1000;
+    const double after2200 =
+        (k2200 + 60 * kDay + Date::kTimeIntervalBetween1970AndReferenceDate) * 1000;
+    EXPECT_FALSE(index.uniformStretch(before1900).has_value());
+    EXPECT_FALSE(index.uniformStretch(after2200).has_value());
+    EXPECT_FALSE(index.uniformStretch(std::nan("")).has_value());
+}
+
 // --- Known days ---------------------------------------------------------------------------------
 
 TEST_F(CalendarDayIndexTest, SaoPauloDayThatStartsAtOneInTheMorningHasGapsOfOne) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <fstream>
@@ -10,6 +11,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -171,6 +173,40 @@ TEST_F(HabitProgressCalculatorTest, DecayOverManyDaysEqualsTheDayByDayResult) {
     EXPECT_EQ(HabitProgressCalculator::decayedProgress(80, 365'250'000, 1), 0.0);
     // A loss too small to move the score leaves it where it is.
     EXPECT_EQ(HabitProgressCalculator::decayedProgress(50, 365'250'000, 1e300), 50.0);
+}
+
+TEST_F(HabitProgressCalculatorTest, DecayWithAnyDivisorIsTheDivisionDayByDayBitForBit) {
+    // Powers of two are taken by their reciprocal, other divisors by division: the results must
+    // be those of the division either way, from every kind of score.
+    const double divisors[] = {
+        1, 2,     4,    1024,     4611686018427387904.0, 0.5, -2, -1, 0x1p1023, 3, 7, 30,
+        0, 1e300, -3.5, 0x1p-1022};
+    std::mt19937_64 random(21);
+    std::uniform_real_distribution<double> score(0, 100);
+    std::vector<double> scores = {0, 0.05, 1, 50, 97.9, 97.91, 97.9099999, 99.95, 100};
+    for (int i = 0; i < 2000; ++i) {
+        scores.push_back(score(random));
+    }
+    for (const double divisor : divisors) {
+        for (const double start : scores) {
+            for (const std::int64_t days : {1, 2, 5}) {
+                double expected = start;
+                for (std::int64_t day = 0; day < days; ++day) {
+                    const double step = (100 - expected) / 21;
+                    const double loss = step >= 0.1 ? step * 0.5 : 0.05;
+                    expected = expected - loss / divisor;
+                    if (expected <= 0) {
+                        expected = 0;
+                    }
+                    if (expected > 100) {
+                        expected = 100;
+                    }
+                }
+                EXPECT_EQ(HabitProgressCalculator::decayedProgress(start, days, divisor), expected)
+                    << "from " << start << " by " << divisor << " for " << days << " days";
+            }
+        }
+    }
 }
 
 // --- The worked example -------------------------------------------------------------------------
@@ -519,6 +555,112 @@ TEST_F(HabitProgressCalculatorTest, RandomHistoriesScoreAsTheOnlyDayBasedAlgorit
             }
             EXPECT_EQ(HabitProgressCalculator::calculateProgress(dates, times, days),
                       referenceWholeHistory(dates, times, days));
+        }
+    }
+}
+
+// Histories of several shapes around `from` (seconds since the reference date), in random order:
+// one checkmark a day with days skipped now and then, sparse checkmarks, several a day, a minute
+// before and after the local midnights around the zone's clock changes, and exact midnights.
+std::vector<std::vector<Date>> historiesOfManyShapes(double from, std::mt19937_64& random) {
+    std::uniform_real_distribution<double> timeOfDay(0, kDay);
+    std::uniform_int_distribution<int> skip(0, 9);
+    std::vector<std::vector<Date>> histories(5);
+    double day = from;
+    for (int i = 0; i < 500; ++i) {
+        histories[0].emplace_back(day + timeOfDay(random));
+        day += kDay * (skip(random) < 7 ? 1 : 1 + skip(random) % 4);
+    }
+    day = from;
+    for (int i = 0; i < 150; ++i) {
+        histories[1].emplace_back(day + timeOfDay(random));
+        day += kDay * (1 + skip(random));
+    }
+    for (int i = 0; i < 400; ++i) {
+        histories[2].emplace_back(from + timeOfDay(random) * 40);
+    }
+    for (int i = 0; i < 400; ++i) {
+        const Date midnight = onlyDay(Date(from + i * kDay + kDay / 2));
+        histories[3].push_back(midnight - 60);
+        histories[3].push_back(midnight + 60);
+        histories[4].push_back(midnight);
+        if (skip(random) == 0) {
+            histories[4].push_back(midnight + 0.0005);
+        }
+    }
+    for (std::vector<Date>& history : histories) {
+        std::shuffle(history.begin(), history.end(), random);
+    }
+    return histories;
+}
+
+// The day gaps between consecutive dates of `sorted`, straight from onlyDay().
+std::vector<std::int64_t> referenceGaps(const std::vector<Date>& sorted) {
+    std::vector<std::int64_t> gaps;
+    for (std::size_t i = 1; i < sorted.size(); ++i) {
+        gaps.push_back(referenceGap(sorted[i], sorted[i - 1]));
+    }
+    return gaps;
+}
+
+// The whole-history score from the gaps of a sorted history of gaps.size() + 1 dates.
+double referenceScore(const std::vector<std::int64_t>& gaps, std::int64_t times,
+                      std::int64_t days) {
+    const auto gain = [](double p) { return std::min(100.0, p + std::max((100 - p) / 21, 0.1)); };
+    double p = gain(0);
+    for (const std::int64_t gap : gaps) {
+        p = gain(referenceAfterGap(p, gap, times, days));
+    }
+    return p;
+}
+
+TEST_F(HabitProgressCalculatorTest, LongHistoriesScoreBitForBitAsTheFormulaComputedDayByDay) {
+    struct Setting {
+        const char* zone;
+        const char* calendar;
+    };
+    // Zones with clock changes (at 02:00, at midnight, by half an hour) and calendars whose days
+    // are not Gregorian ones.
+    const Setting settings[] = {
+        {"America/New_York", "gregorian"},  {"Europe/Kyiv", "gregorian"},
+        {"America/Sao_Paulo", "gregorian"}, {"Australia/Lord_Howe", "gregorian"},
+        {"America/Sao_Paulo", "hebrew"},    {"Asia/Shanghai", "chinese"},
+        {"Australia/Lord_Howe", "persian"}};
+    const std::pair<std::int64_t, std::int64_t> intervals[] = {
+        {1, 1}, {3, 7}, {1, 7}, {2, 1}, {2, 3}};
+    std::mt19937_64 random(2025);
+    // From 2016-01-01 and 2017-09-01: both reach over several clock changes of every zone.
+    const double starts[] = {473385600.0, 526003200.0};
+    for (const Setting& setting : settings) {
+        const ScopedRegion region(setting.zone, "en_US", setting.calendar);
+        for (const double start : starts) {
+            const std::vector<std::vector<Date>> histories = historiesOfManyShapes(start, random);
+            for (std::size_t shape = 0; shape < histories.size(); ++shape) {
+                const std::vector<Date>& dates = histories[shape];
+                std::vector<Date> sorted = dates;
+                std::sort(sorted.begin(), sorted.end());
+                const std::vector<std::int64_t> gaps = referenceGaps(sorted);
+                for (const auto& [times, days] : intervals) {
+                    SCOPED_TRACE(std::string(setting.zone) + " " + setting.calendar + " shape " +
+                                 std::to_string(shape) + " " + std::to_string(times) + "/" +
+                                 std::to_string(days));
+                    // Equal doubles: the same operations in the same order.
+                    EXPECT_EQ(HabitProgressCalculator::calculateProgress(dates, times, days),
+                              referenceScore(gaps, times, days));
+                    // On an instant inside the history: only the dates up to it count, then the
+                    // decay to its day.
+                    const std::size_t kept = sorted.size() / 3;
+                    const Date on = sorted[kept] + kDay * 2.5;
+                    const auto keptEnd = std::upper_bound(sorted.begin(), sorted.end(), on);
+                    const std::vector<std::int64_t> keptGaps(
+                        gaps.begin(), gaps.begin() + (keptEnd - sorted.begin() - 1));
+                    const double continued = referenceAfterGap(
+                        referenceScore(keptGaps, times, days),
+                        std::max<std::int64_t>(referenceGap(on, *(keptEnd - 1)), 0), times, days);
+                    EXPECT_EQ(HabitProgressCalculator::calculateProgress(dates, times, days, on),
+                              static_cast<std::int64_t>(std::ceil(continued)));
+                }
+            }
         }
     }
 }
