@@ -75,6 +75,18 @@ std::map<std::string, const RelationshipDescription*> EntityDescription::relatio
 }
 
 std::optional<std::size_t> EntityDescription::attributeIndex(std::string_view name) const {
+    // Every setValue and value() by name comes here. An entity has a handful of attributes, whose
+    // names mostly differ in length: a scan that compares lengths first beats the map's string
+    // comparisons.
+    if (attributes_.size() <= 16) {
+        for (std::size_t index = 0; index < attributes_.size(); ++index) {
+            const std::string& candidate = attributes_[index].name;
+            if (candidate.size() == name.size() && candidate == name) {
+                return index;
+            }
+        }
+        return std::nullopt;
+    }
     if (auto found = attributeIndexes_.find(name); found != attributeIndexes_.end()) {
         return found->second;
     }

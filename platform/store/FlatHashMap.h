@@ -21,6 +21,10 @@ namespace dovrel::store {
 // many objects over time does not keep an entry for every one of them. Dropped entries are gone
 // as if erased; lookups never see a difference other than the entry's absence.
 //
+// Which slots are used is kept apart from the entries, in one byte per slot: a probe for a free
+// slot (every insertion) reads that small array, usually from the cache, and only writes the
+// entry, so that filling a large map does not wait for a cache miss per entry.
+//
 // Not thread-safe; references and pointers to values stay valid until the next insertion, erasure
 // or clear. Iteration order is unspecified.
 template <class Key, class Value, class Hash = std::hash<Key>, class Stale = void>
@@ -40,12 +44,11 @@ class FlatHashMap {
             return nullptr;
         }
         for (std::size_t index = slotOf(key);; index = (index + 1) & mask()) {
-            Slot& slot = slots_[index];
-            if (!slot.used) {
+            if (!used_[index]) {
                 return nullptr;
             }
-            if (slot.entry.key == key) {
-                return &slot.entry.value;
+            if (entries_[index].key == key) {
+                return &entries_[index].value;
             }
         }
     }
@@ -77,99 +80,95 @@ class FlatHashMap {
         }
         std::size_t index = slotOf(key);
         for (;; index = (index + 1) & mask()) {
-            if (!slots_[index].used) {
+            if (!used_[index]) {
                 return false;
             }
-            if (slots_[index].entry.key == key) {
+            if (entries_[index].key == key) {
                 break;
             }
         }
         // Backward shift: later entries of the same probe run move up, so no probe run is cut.
         std::size_t hole = index;
-        for (std::size_t next = (hole + 1) & mask(); slots_[next].used;
-             next = (next + 1) & mask()) {
-            const std::size_t home = slotOf(slots_[next].entry.key);
+        for (std::size_t next = (hole + 1) & mask(); used_[next]; next = (next + 1) & mask()) {
+            const std::size_t home = slotOf(entries_[next].key);
             // The entry at `next` may fill the hole when its home is not inside (hole, next].
             const bool between =
                 hole <= next ? (home > hole && home <= next) : (home > hole || home <= next);
             if (!between) {
-                slots_[hole].entry = std::move(slots_[next].entry);
+                entries_[hole] = std::move(entries_[next]);
                 hole = next;
             }
         }
-        slots_[hole].used = false;
-        slots_[hole].entry = Entry{};
+        used_[hole] = 0;
+        entries_[hole] = Entry{};
         --size_;
         return true;
     }
 
     // Makes room for `count` entries in all without growing again.
     void reserve(std::size_t count) {
-        if (count > capacityFor(slots_.size())) {
+        if (count > capacityFor(used_.size())) {
             rehash(tableSizeFor(count));
         }
     }
 
     void clear() noexcept {
-        slots_.clear();
-        slots_.shrink_to_fit();
+        used_.clear();
+        used_.shrink_to_fit();
+        entries_.clear();
+        entries_.shrink_to_fit();
         size_ = 0;
     }
 
     // Calls `visit(key, value)` for every entry.
     template <class Visitor>
     void forEach(Visitor&& visit) {
-        for (Slot& slot : slots_) {
-            if (slot.used) {
-                visit(static_cast<const Key&>(slot.entry.key), slot.entry.value);
+        for (std::size_t index = 0; index < used_.size(); ++index) {
+            if (used_[index]) {
+                visit(static_cast<const Key&>(entries_[index].key), entries_[index].value);
             }
         }
     }
     template <class Visitor>
     void forEach(Visitor&& visit) const {
-        for (const Slot& slot : slots_) {
-            if (slot.used) {
-                visit(slot.entry.key, slot.entry.value);
+        for (std::size_t index = 0; index < used_.size(); ++index) {
+            if (used_[index]) {
+                visit(entries_[index].key, entries_[index].value);
             }
         }
     }
 
   private:
-    struct Slot {
-        Entry entry{};
-        bool used = false;
-    };
-
     // At most 3/4 of the slots are used.
     static std::size_t capacityFor(std::size_t tableSize) noexcept { return tableSize / 4 * 3; }
     static std::size_t tableSizeFor(std::size_t count) noexcept {
         return std::bit_ceil(std::max<std::size_t>(16, count + count / 3 + 1));
     }
 
-    std::size_t mask() const noexcept { return slots_.size() - 1; }
+    std::size_t mask() const noexcept { return used_.size() - 1; }
     std::size_t slotOf(const Key& key) const noexcept { return Hash{}(key)&mask(); }
 
     Value& insertNew(const Key& key, Value value) {
-        if (size_ + 1 > capacityFor(slots_.size())) {
+        if (size_ + 1 > capacityFor(used_.size())) {
             grow();
         }
         std::size_t index = slotOf(key);
-        while (slots_[index].used) {
+        while (used_[index]) {
             index = (index + 1) & mask();
         }
-        slots_[index].used = true;
-        slots_[index].entry.key = key;
-        slots_[index].entry.value = std::move(value);
+        used_[index] = 1;
+        entries_[index].key = key;
+        entries_[index].value = std::move(value);
         ++size_;
-        return slots_[index].entry.value;
+        return entries_[index].value;
     }
 
     void grow() {
         std::size_t live = size_;
         if constexpr (!std::is_void_v<Stale>) {
             live = 0;
-            for (const Slot& slot : slots_) {
-                live += slot.used && !Stale{}(slot.entry.value) ? 1 : 0;
+            for (std::size_t index = 0; index < used_.size(); ++index) {
+                live += used_[index] && !Stale{}(entries_[index].value) ? 1 : 0;
             }
         }
         // Twice the live entries: after a rehash at least half of the usable slots are free
@@ -178,29 +177,32 @@ class FlatHashMap {
     }
 
     void rehash(std::size_t tableSize) {
-        std::vector<Slot> old(tableSize);
-        old.swap(slots_);
+        std::vector<std::uint8_t> oldUsed(tableSize, 0);
+        std::vector<Entry> oldEntries(tableSize);
+        oldUsed.swap(used_);
+        oldEntries.swap(entries_);
         size_ = 0;
-        for (Slot& slot : old) {
-            if (!slot.used) {
+        for (std::size_t slot = 0; slot < oldUsed.size(); ++slot) {
+            if (!oldUsed[slot]) {
                 continue;
             }
             if constexpr (!std::is_void_v<Stale>) {
-                if (Stale{}(slot.entry.value)) {
+                if (Stale{}(oldEntries[slot].value)) {
                     continue;
                 }
             }
-            std::size_t index = slotOf(slot.entry.key);
-            while (slots_[index].used) {
+            std::size_t index = slotOf(oldEntries[slot].key);
+            while (used_[index]) {
                 index = (index + 1) & mask();
             }
-            slots_[index].used = true;
-            slots_[index].entry = std::move(slot.entry);
+            used_[index] = 1;
+            entries_[index] = std::move(oldEntries[slot]);
             ++size_;
         }
     }
 
-    std::vector<Slot> slots_;
+    std::vector<std::uint8_t> used_;
+    std::vector<Entry> entries_;
     std::size_t size_ = 0;
 };
 

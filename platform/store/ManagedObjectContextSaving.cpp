@@ -128,11 +128,15 @@ void ManagedObjectContext::save() {
     std::map<PersistentStore*, std::shared_ptr<PersistentStore>> stores;
     // The change lists keep the objects alive until the save ends.
     std::map<PersistentStore*, std::vector<ManagedObject*>> inserts, updates, deletes;
+    const auto allStores = coordinator_->persistentStores();
+    // New objects go to the first store unless assigned to another.
+    std::vector<ManagedObject*>* firstStoreInserts = nullptr;
     for (const auto& object : inserted_) {
         object->stagedID_ = ManagedObjectID();
-    }
-    const auto allStores = coordinator_->persistentStores();
-    for (const auto& object : inserted_) {
+        if (object->assignedStore_ == nullptr && firstStoreInserts != nullptr) {
+            firstStoreInserts->push_back(object.get());
+            continue;
+        }
         auto store = object->assignedStore_ == nullptr && !allStores.empty() ? allStores.front()
                                                                              : storeFor(*object);
         if (!store) {
@@ -147,6 +151,9 @@ void ManagedObjectContext::save() {
             list.reserve(inserted_.size());
         }
         list.push_back(object.get());
+        if (object->assignedStore_ == nullptr) {
+            firstStoreInserts = &list;
+        }
     }
     for (const auto& object : updated_) {
         if (auto store = storeFor(*object)) {

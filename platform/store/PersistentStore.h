@@ -138,7 +138,9 @@ class PersistentStore {
     // --- Writing (used by a context's save) ---
 
     // Runs `body` inside BEGIN IMMEDIATE ... COMMIT; when `body` or the commit throws, the
-    // transaction is rolled back and the exception passes on.
+    // transaction is rolled back and the exception passes on. The store's lock is held for the
+    // whole of it: the operations below are called only from `body`, on its thread, and take no
+    // lock of their own (called outside a transaction, they stop the process).
     void performWriteTransaction(const std::function<void()>& body);
     // Inside a write transaction: `count` new primary keys for `entity`, the first returned.
     std::int64_t allocatePrimaryKeys(const EntityDescription& entity, std::int64_t count);
@@ -163,6 +165,7 @@ class PersistentStore {
                     std::shared_ptr<const ManagedObjectModel> model,
                     std::unique_ptr<SQLiteDatabase> database);
 
+    void assertInWriteTransaction() const;
     void createSchema();
     void validateSchema();
     void readMetadata();
@@ -190,6 +193,8 @@ class PersistentStore {
     bool tracksHistory_ = false;
     std::map<const EntityDescription*, std::unique_ptr<SQLiteDatabase::Statement>>
         insertStatements_;
+    const EntityDescription* lastInsertEntity_ = nullptr;
+    std::unique_ptr<SQLiteDatabase::Statement>* lastInsertStatement_ = nullptr;
 };
 
 }  // namespace dovrel::store

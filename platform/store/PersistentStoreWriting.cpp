@@ -39,7 +39,7 @@ void PersistentStore::performWriteTransaction(const std::function<void()>& body)
 
 std::int64_t PersistentStore::allocatePrimaryKeys(const EntityDescription& entity,
                                                   std::int64_t count) {
-    std::lock_guard lock(mutex_);
+    assertInWriteTransaction();
     auto& select = database_->cached("SELECT Z_MAX FROM Z_PRIMARYKEY WHERE Z_NAME = ?");
     select.bindText(1, entity.name());
     std::int64_t max = 0;
@@ -56,7 +56,7 @@ std::int64_t PersistentStore::allocatePrimaryKeys(const EntityDescription& entit
 
 std::optional<std::int64_t> PersistentStore::rowVersion(const EntityDescription& entity,
                                                         std::int64_t primaryKey) {
-    std::lock_guard lock(mutex_);
+    assertInWriteTransaction();
     auto& statement =
         database_->cached("SELECT Z_OPT FROM " + quoted(entity.name()) + " WHERE Z_PK = ?");
     statement.bindInteger(1, primaryKey);
@@ -91,6 +91,12 @@ Value PersistentStore::storedForm(const AttributeDescription& attribute, const V
                "\" did not produce binary data");
 }
 
+void PersistentStore::assertInWriteTransaction() const {
+    if (sqlite3_get_autocommit(database_->handle())) {
+        fatalError("The store's rows are written only inside performWriteTransaction");
+    }
+}
+
 void PersistentStore::bindRow(SQLiteDatabase::Statement& statement, int first,
                               const EntityDescription& entity, const std::vector<Value>& values,
                               const std::vector<std::optional<std::int64_t>>& toOne,
@@ -116,8 +122,13 @@ void PersistentStore::insertRow(const EntityDescription& entity, const StoredRow
 void PersistentStore::insertRow(const EntityDescription& entity, std::int64_t primaryKey,
                                 std::int64_t version, const std::vector<Value>& attributes,
                                 const std::vector<std::optional<std::int64_t>>& toOne) {
-    std::lock_guard lock(mutex_);
-    auto& prepared = insertStatements_[&entity];
+    assertInWriteTransaction();
+    // A save inserts the objects of one entity after another: the last statement is at hand.
+    if (&entity != lastInsertEntity_) {
+        lastInsertEntity_ = &entity;
+        lastInsertStatement_ = &insertStatements_[&entity];
+    }
+    auto& prepared = *lastInsertStatement_;
     if (!prepared) {
         std::string sql = "INSERT INTO " + quoted(entity.name()) + " (Z_PK, Z_OPT";
         std::string placeholders = "?, ?";
@@ -158,7 +169,7 @@ void PersistentStore::updateRow(const EntityDescription& entity, std::int64_t pr
                                 const std::vector<std::optional<std::int64_t>>& toOne,
                                 const std::vector<std::size_t>& attributes,
                                 const std::vector<std::size_t>& toOneSlots) {
-    std::lock_guard lock(mutex_);
+    assertInWriteTransaction();
     const auto columns = entityColumns(entity);
     std::string sql = "UPDATE " + quoted(entity.name()) + " SET Z_OPT = ?";
     for (std::size_t attribute : attributes) {
@@ -179,7 +190,7 @@ void PersistentStore::updateRow(const EntityDescription& entity, std::int64_t pr
 }
 
 void PersistentStore::deleteRow(const EntityDescription& entity, std::int64_t primaryKey) {
-    std::lock_guard lock(mutex_);
+    assertInWriteTransaction();
     auto& statement = database_->cached("DELETE FROM " + quoted(entity.name()) + " WHERE Z_PK = ?");
     statement.bindInteger(1, primaryKey);
     statement.run();
