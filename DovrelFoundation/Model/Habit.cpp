@@ -225,9 +225,23 @@ std::int64_t Habit::currentProgress() const {
 
 // ---- Day queries ----
 
+bool Habit::checkmarksAreLoaded() const {
+    return managedObjectContext() == nullptr || !hasFaultForRelationship("performing");
+}
+
+store::FetchRequest<Performing> Habit::checkmarksOfDay(const DayBounds& day) const {
+    return Performing::fetchRequest(store::Key("habit") == objectID() &&
+                                        store::Key("date") >= store::Value(day.start) &&
+                                        store::Key("date") <= store::Value(day.end),
+                                    false, std::nullopt);
+}
+
 std::vector<std::shared_ptr<Performing>> Habit::performings(Date on) const {
-    std::vector<std::shared_ptr<Performing>> sameDay;
     const DayBounds day(on);
+    if (!checkmarksAreLoaded()) {
+        return managedObjectContext()->fetch(checkmarksOfDay(day));
+    }
+    std::vector<std::shared_ptr<Performing>> sameDay;
     for (auto& performing : loadedPerforming()) {
         if (auto date = performing->date(); date && day.contains(*date)) {
             sameDay.push_back(std::move(performing));
@@ -237,18 +251,15 @@ std::vector<std::shared_ptr<Performing>> Habit::performings(Date on) const {
 }
 
 bool Habit::hasPerformings(Date on) const {
-    const DayBounds day(on);
-    for (const auto& performing : loadedPerforming()) {
-        if (auto date = performing->date(); date && day.contains(*date)) {
-            return true;
-        }
-    }
-    return false;
+    return numberOfPerformings(on) > 0;
 }
 
 std::int64_t Habit::numberOfPerformings(Date on) const {
-    std::int64_t count = 0;
     const DayBounds day(on);
+    if (!checkmarksAreLoaded()) {
+        return managedObjectContext()->count(checkmarksOfDay(day));
+    }
+    std::int64_t count = 0;
     for (const auto& performing : loadedPerforming()) {
         if (auto date = performing->date(); date && day.contains(*date)) {
             ++count;

@@ -12,12 +12,14 @@
 #include "platform/foundation/Color.h"
 #include "platform/foundation/Date.h"
 #include "platform/store/EntityDescription.h"
+#include "platform/store/FetchRequest.h"
 #include "platform/store/ManagedObject.h"
 #include "platform/store/SortDescriptor.h"
 
 namespace dovrel {
 
 class Performing;
+struct DayBounds;
 
 // A habit: something the user wants to do regularly, with the set of its checkmarks and two
 // caches derived from them that make today's progress cheap.
@@ -120,6 +122,9 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
     std::optional<Date> nextReminder() const;
 
     // ---- Day queries (`on` is any instant of the day) ----
+    // While the habit's checkmarks are not in memory, each query reads only the day's checkmarks
+    // with one query on the store's index of checkmarks by habit and date (a list of habits asks
+    // about one day each); once they are (a toggle, a detail view), it reads none.
 
     // The checkmarks whose date is the same day as `on`.
     std::vector<std::shared_ptr<Performing>> performings(Date on) const;
@@ -148,6 +153,10 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
     void resetProgress();
 
   private:
+    // Whether the list of checkmarks is in memory (or cannot be read: no context).
+    bool checkmarksAreLoaded() const;
+    // The habit's checkmarks dated within `day`.
+    store::FetchRequest<Performing> checkmarksOfDay(const DayBounds& day) const;
     // The checkmarks, with their values read in one batch when they are not in memory yet.
     std::vector<std::shared_ptr<Performing>> loadedPerforming() const;
     // Refreshes both caches from every checkmark; does nothing without a repeat interval.

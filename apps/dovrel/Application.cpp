@@ -104,7 +104,8 @@ store::ManagedObjectContext& Application::context() const {
 }
 
 std::vector<std::shared_ptr<Habit>> Application::habits() const {
-    return context().fetch(Habit::sortedFetchRequest());
+    // Every habit is shown with its values: read them in the one query, not a fault each.
+    return context().fetch(Habit::sortedFetchRequest(std::nullopt, false));
 }
 
 void Application::save(const std::function<void(store::ManagedObjectContext&)>& changes) const {

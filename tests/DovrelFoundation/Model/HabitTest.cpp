@@ -14,6 +14,7 @@
 #include "DovrelFoundation/Persistence/ContextExtensions.h"
 #include "DovrelFoundation/Progress/HabitProgressCalculator.h"
 #include "platform/foundation/Clock.h"
+#include "platform/store/Predicate.h"
 #include "tests/DovrelFoundation/HabitStore.h"
 #include "tests/support/CivilDate.h"
 #include "tests/support/ScopedRegion.h"
@@ -454,7 +455,7 @@ TEST_F(HabitTest, ProgressTodayOnASavedHabitWithManyCheckmarksReadsNoCheckmarkRo
     EXPECT_GT(store.store()->rowsRead(), rowsBefore + 400);
 }
 
-TEST_F(HabitTest, AToggledHabitReadFromTheStoreLoadsItsCheckmarksInOneFetch) {
+TEST_F(HabitTest, DayQueriesOfAHabitReadFromTheStoreReadOnlyTheirDayUntilAToggleLoadsAll) {
     auto habit = makeHabit();
     for (int day = 0; day < 300; ++day) {
         addCheckmark(*habit, newYork(2023, 1, 1, 9, 0) + day * 86400.0);
@@ -462,22 +463,53 @@ TEST_F(HabitTest, AToggledHabitReadFromTheStoreLoadsItsCheckmarksInOneFetch) {
     store.context().save();
     store.reopen();
     habit = store.context().fetch(Habit::fetchRequest(std::nullopt, false, std::nullopt)).front();
+    // Before the checkmarks are in memory, a day query counts that day's checkmarks on the
+    // store's index: one row (the count) each, never the habit's 300 checkmarks.
+    const auto beforeQueries = store.store()->rowsRead();
     EXPECT_TRUE(habit->hasPerformings(newYork(2023, 1, 5)));
-    // Once read, the checkmarks stay with the habit: later queries and the toggle read nothing.
-    const auto afterFirstQuery = store.store()->rowsRead();
+    EXPECT_EQ(habit->numberOfPerformings(newYork(2023, 1, 6)), 1);
+    EXPECT_FALSE(habit->hasPerformings(newYork(2024, 1, 6)));
+    EXPECT_EQ(store.store()->rowsRead(), beforeQueries + 3);
+    EXPECT_TRUE(habit->hasFaultForRelationship("performing"));
+    EXPECT_EQ(habit->performings(newYork(2023, 1, 7)).size(), 1u);
+    EXPECT_EQ(store.store()->rowsRead(), beforeQueries + 4);
+
+    // A toggle needs every checkmark for the caches: they are read once, in one fetch, and stay
+    // with the habit, so that later queries and toggles read nothing.
+    habit->toggleCheckmark(newYork(2023, 1, 1, 20, 0));
+    const auto afterToggle = store.store()->rowsRead();
+    EXPECT_LE(afterToggle, beforeQueries + 4 + 2 * 300);
     for (int day = 1; day <= 28; ++day) {
         EXPECT_TRUE(habit->hasPerformings(newYork(2023, 2, static_cast<unsigned>(day))));
     }
-    EXPECT_EQ(store.store()->rowsRead(), afterFirstQuery);
-
-    habit->toggleCheckmark(newYork(2023, 1, 1, 20, 0));
-    EXPECT_EQ(store.store()->rowsRead(), afterFirstQuery);
+    habit->toggleCheckmark(newYork(2023, 1, 2, 20, 0));
+    habit->toggleCheckmark(newYork(2023, 1, 2, 20, 0));
+    EXPECT_EQ(store.store()->rowsRead(), afterToggle);
     EXPECT_EQ(habit->performingDates().size(), 299u);
     for (const auto& performing : habit->performing()) {
         EXPECT_FALSE(performing->isFault());
     }
     store.context().save();
     EXPECT_EQ(storedCheckmarks(), 299);
+}
+
+TEST_F(HabitTest, DayQueriesBeforeTheCheckmarksAreLoadedSeeUnsavedChanges) {
+    auto habit = makeHabit();
+    addCheckmark(*habit, newYork(2023, 1, 5));
+    addCheckmark(*habit, newYork(2023, 1, 6));
+    store.context().save();
+    store.reopen();
+    habit = store.context().fetch(Habit::fetchRequest(std::nullopt, false, std::nullopt)).front();
+    // A checkmark added and one removed, not saved yet, without reading the habit's list.
+    addCheckmark(*habit, newYork(2023, 1, 7));
+    auto sixth = store.context().fetch(Performing::fetchRequest(
+        store::Key("date") == store::Value(newYork(2023, 1, 6)), false, std::nullopt));
+    ASSERT_EQ(sixth.size(), 1u);
+    habit->removePerforming(sixth);
+    EXPECT_TRUE(habit->hasPerformings(newYork(2023, 1, 5)));
+    EXPECT_FALSE(habit->hasPerformings(newYork(2023, 1, 6)));
+    EXPECT_TRUE(habit->hasPerformings(newYork(2023, 1, 7)));
+    EXPECT_EQ(habit->performings(newYork(2023, 1, 7)).size(), 1u);
 }
 
 TEST_F(HabitTest, ACheckmarkThatAnotherProcessRemovedAfterTheListWasReadIsLeftOut) {
