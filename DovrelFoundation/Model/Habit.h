@@ -122,9 +122,10 @@ class Habit : public store::ManagedObject, public Managed<Habit> {
     std::optional<Date> nextReminder() const;
 
     // ---- Day queries (`on` is any instant of the day) ----
-    // While the habit's checkmarks are not in memory, each query reads only the day's checkmarks
-    // with one query on the store's index of checkmarks by habit and date (a list of habits asks
-    // about one day each); once they are (a toggle, a detail view), it reads none.
+    // While the habit's checkmarks are not in memory, each query reads only the day's checkmarks,
+    // with one query over the day's range among the habit's checkmarks (on the store's index of
+    // checkmarks by habit): a list of habits asks about one day each. Once they are in memory (a
+    // toggle, a detail view), a query reads none.
 
     // The checkmarks whose date is the same day as `on`.
     std::vector<std::shared_ptr<Performing>> performings(Date on) const;

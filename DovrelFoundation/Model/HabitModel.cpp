@@ -62,9 +62,6 @@ std::shared_ptr<const store::ManagedObjectModel> makeVersion2() {
 
     EntityDescription performing = makePerforming();
     performing.setManagedObjectClass<Performing>();
-    // A habit's checkmarks of one day (whether a list's day is checked) are found on this index
-    // without reading the habit's other checkmarks.
-    performing.addFetchIndex({"habit", "date"});
 
     std::vector<EntityDescription> entities;
     entities.push_back(std::move(habit));

@@ -74,21 +74,6 @@ std::map<std::string, const RelationshipDescription*> EntityDescription::relatio
     return result;
 }
 
-EntityDescription& EntityDescription::addFetchIndex(std::vector<std::string> properties) {
-    if (properties.empty()) {
-        fatalError("A fetch index of entity " + name_ + " needs at least one property");
-    }
-    for (const auto& property : properties) {
-        const auto* toOne = relationship(property);
-        if (attributeIndex(property) == std::nullopt && (toOne == nullptr || toOne->isToMany)) {
-            fatalError("A fetch index of entity " + name_ + " names \"" + property +
-                       "\", which is not an attribute or a to-one relationship");
-        }
-    }
-    fetchIndexes_.push_back(std::move(properties));
-    return *this;
-}
-
 std::optional<std::size_t> EntityDescription::attributeIndex(std::string_view name) const {
     // Every setValue and value() by name comes here. An entity has a handful of attributes, whose
     // names mostly differ in length: a scan that compares lengths first beats the map's string

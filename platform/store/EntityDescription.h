@@ -101,14 +101,6 @@ class EntityDescription {
 
     EntityDescription& addAttribute(AttributeDescription attribute);
     EntityDescription& addRelationship(RelationshipDescription relationship);
-    // An index of the store on these properties (attributes or to-one relationships), in this
-    // order, for fetches that filter on them: the store keeps one per fetch index, made with the
-    // table and added to a store file that lacks it when the file is opened. Unknown properties
-    // and to-many relationships stop the process.
-    EntityDescription& addFetchIndex(std::vector<std::string> properties);
-    const std::vector<std::vector<std::string>>& fetchIndexes() const noexcept {
-        return fetchIndexes_;
-    }
     // The factory that makes instances of the entity's class (plain ManagedObject by default).
     EntityDescription& setClassFactory(ClassFactory factory);
     template <class T>
@@ -147,7 +139,6 @@ class EntityDescription {
     std::map<std::string, std::size_t, std::less<>> relationshipIndexes_;
     std::size_t toOneCount_ = 0;
     std::size_t toManyCount_ = 0;
-    std::vector<std::vector<std::string>> fetchIndexes_;
     ClassFactory factory_;
     const ManagedObjectModel* model_ = nullptr;
 };

@@ -86,7 +86,6 @@ std::shared_ptr<PersistentStore> PersistentStore::load(
             store->validateSchema();
             store->readMetadata();
             store->configureConnection();
-            store->addMissingFetchIndexes();
         }
         store->prepareHistory();
         return store;
@@ -167,9 +166,6 @@ void PersistentStore::createSchema() {
                         " ON " + quoted(entity->name()) + " (" + quoted(relationship.name) + ")");
                 }
             }
-            for (const auto& properties : entity->fetchIndexes()) {
-                database_->execute(fetchIndexStatement(*entity, properties));
-            }
             auto key = database_->prepare("INSERT INTO Z_PRIMARYKEY (Z_NAME, Z_MAX) VALUES (?, 0)");
             key.bindText(1, entity->name());
             key.run();
@@ -183,30 +179,6 @@ void PersistentStore::createSchema() {
         validateSchema();
         readMetadata();
     }
-}
-
-void PersistentStore::addMissingFetchIndexes() {
-    std::vector<std::string> missing;
-    for (const auto& entity : model_->entities()) {
-        for (const auto& properties : entity->fetchIndexes()) {
-            auto exists = database_->prepare(
-                "SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = ?");
-            exists.bindText(1, fetchIndexName(*entity, properties));
-            if (exists.step() && exists.integer(0) == 0) {
-                missing.push_back(fetchIndexStatement(*entity, properties));
-            }
-        }
-    }
-    if (missing.empty()) {
-        return;
-    }
-    // A file made before the model had the index (or by a version that did not) gets it now;
-    // another process may be adding it at the same moment.
-    performWriteTransaction([&] {
-        for (const auto& statement : missing) {
-            database_->execute(statement);
-        }
-    });
 }
 
 void PersistentStore::validateSchema() {

@@ -37,10 +37,8 @@ struct StoredRow {
 // column per attribute and per to-one relationship, dates as seconds since 2001), a metadata
 // table Z_METADATA (the store UUID, the model version identifier and any metadata set by the
 // application) and Z_PRIMARYKEY, the highest primary key ever given per entity, so that a key is
-// never reused and the URI of a deleted object never names another one. Each to-one relationship
-// and each fetch index of the model (EntityDescription::addFetchIndex) has an index. The file is
-// created with mode 0600 and used in WAL mode with a busy timeout; every write runs in BEGIN
-// IMMEDIATE.
+// never reused and the URI of a deleted object never names another one. The file is created
+// with mode 0600 and used in WAL mode with a busy timeout; every write runs in BEGIN IMMEDIATE.
 //
 // One connection per store; its use is serialised by the store, so any thread may call it.
 //
@@ -169,7 +167,6 @@ class PersistentStore {
 
     void assertInWriteTransaction() const;
     void createSchema();
-    void addMissingFetchIndexes();
     void validateSchema();
     void readMetadata();
     void configureConnection();

@@ -72,25 +72,4 @@ inline Error wrap(std::int64_t code, const std::string& what, const Error& cause
     return StoreError::wrapping(code, what, cause);
 }
 
-// The name of the index that a fetch index of `entity` on `properties` is kept as.
-inline std::string fetchIndexName(const EntityDescription& entity,
-                                  const std::vector<std::string>& properties) {
-    std::string name = "Z_" + entity.name();
-    for (const auto& property : properties) {
-        name += "_" + property;
-    }
-    return name;
-}
-
-// The statement that makes that index when it does not exist yet.
-inline std::string fetchIndexStatement(const EntityDescription& entity,
-                                       const std::vector<std::string>& properties) {
-    std::string columns;
-    for (const auto& property : properties) {
-        columns += (columns.empty() ? "" : ", ") + quoted(property);
-    }
-    return "CREATE INDEX IF NOT EXISTS " + quoted(fetchIndexName(entity, properties)) + " ON " +
-           quoted(entity.name()) + " (" + columns + ")";
-}
-
 }  // namespace dovrel::store::sql
