@@ -3,9 +3,9 @@
 #include <chrono>
 #include <string>
 
-#include "DovrelFoundation/Persistence/ContextExtensions.h"
-#include "DovrelFoundation/Model/HabitModel.h"
 #include "DovrelFoundation/Analytics/ConsoleLoggingAnalyticsService.h"
+#include "DovrelFoundation/Model/HabitModel.h"
+#include "DovrelFoundation/Persistence/ContextExtensions.h"
 #include "DovrelFoundation/Settings/Constants.h"
 #include "DovrelFoundation/Settings/StaticRemoteConfigService.h"
 #include "apps/dovrel/CommandErrors.h"
@@ -56,9 +56,13 @@ Application::Application(const Options& options) {
             addLogDestination(logger, makeConsoleLogDestination());
         }
     }
-    tracker_ =
-        std::make_shared<AnalyticsTracker>(std::vector<std::shared_ptr<AnalyticsServiceProtocol>>{
-            ConsoleLoggingAnalyticsService::make(options.debug)});
+    // Analytics go to the console with --debug only; otherwise nobody hears them.
+    std::vector<std::shared_ptr<AnalyticsServiceProtocol>> analyticsServices;
+    if (auto console = ConsoleLoggingAnalyticsService::make(options.debug)) {
+        analyticsServices.push_back(std::move(console));
+    }
+    const bool analyticsAreHeard = !analyticsServices.empty();
+    tracker_ = std::make_shared<AnalyticsTracker>(std::move(analyticsServices));
 
     // The application's store, or the file asked for. An absolute file name replaces the
     // container's folder when the manager joins the two, so the same configuration names either.
@@ -86,7 +90,10 @@ Application::Application(const Options& options) {
     settings_ = std::make_shared<ApplicationSettingsService>(
         StaticRemoteConfigService::makeServiceWithDefaultValues(), coreDataManager_);
     settings_->handleAppLaunch();
-    if (settings_->isFirstAppLaunch()) {
+    // The install date lives in the keychain (the Secret Service, over D-Bus): it is asked for
+    // only when an analytics service will hear whether this first launch is an install or a
+    // reinstall, so that a launch that only counts itself connects to nothing.
+    if (settings_->isFirstAppLaunch() && analyticsAreHeard) {
         // The keychain's install date outlives the application's data: when it is there, this
         // first launch follows a reinstall.
         if (const auto installed = settings_->firstAppInstallDate()) {

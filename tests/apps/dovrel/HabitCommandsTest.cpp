@@ -3,16 +3,21 @@
 
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <bit>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include "tests/support/CivilDate.h"
 #include "tests/support/RunProgram.h"
@@ -137,6 +142,59 @@ TEST_F(HabitCommands, AFreshMachineListsNoHabitsAndSaysHowToAddOne) {
     EXPECT_TRUE(fs::exists(storePath()));
     EXPECT_EQ(run({"list"}).standardOutput, result.standardOutput);
     EXPECT_EQ(json({"list"}), nlohmann::ordered_json::array());
+}
+
+// A session bus address that nobody serves: a socket that counts the connections made to it and
+// closes each at once, so that a client gives up instead of waiting for an answer.
+class CountingSocket {
+  public:
+    explicit CountingSocket(const fs::path& path) : path_(path) {
+        fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+        EXPECT_EQ(::bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::listen(fd_, 16), 0);
+        acceptor_ = std::thread([this] {
+            for (int accepted; (accepted = ::accept(fd_, nullptr, nullptr)) >= 0;) {
+                ++connections_;
+                ::close(accepted);
+            }
+        });
+    }
+    ~CountingSocket() {
+        ::shutdown(fd_, SHUT_RDWR);
+        acceptor_.join();
+        ::close(fd_);
+    }
+    CountingSocket(const CountingSocket&) = delete;
+    CountingSocket& operator=(const CountingSocket&) = delete;
+
+    std::string address() const { return "unix:path=" + path_.string(); }
+    int connections() const { return connections_.load(); }
+
+  private:
+    fs::path path_;
+    int fd_ = -1;
+    std::atomic<int> connections_{0};
+    std::thread acceptor_;
+};
+
+TEST_F(HabitCommands, VersionAndAFirstListConnectToNoSessionServiceAndReadNoKeychain) {
+    CountingSocket bus(home_.path() / "bus");
+    const std::map<std::string, std::optional<std::string>> session = {
+        {"DBUS_SESSION_BUS_ADDRESS", bus.address()}};
+    const auto version = run({"--version"}, "2026-03-10 09:00:00", "en_US.UTF-8", session);
+    EXPECT_EQ(version.exitStatus, 0) << version.standardError;
+    const auto list = run({"list"}, "2026-03-10 09:00:00", "en_US.UTF-8", session);
+    EXPECT_EQ(list.exitStatus, 0) << list.standardError;
+    EXPECT_EQ(bus.connections(), 0);
+    // Neither the Secret Service nor the file that stands in for it was asked.
+    EXPECT_FALSE(fs::exists(home_.path() / "data" / "dovrel-keychain"));
+    // A change asks the desktop's widgets to reload: that one does connect.
+    const auto added = run({"add", "Read"}, "2026-03-10 09:00:00", "en_US.UTF-8", session);
+    EXPECT_EQ(added.exitStatus, 0) << added.standardError;
+    EXPECT_GT(bus.connections(), 0);
 }
 
 TEST_F(HabitCommands, AddedHabitsAreListedOldestFirstWithExactlyTheDocumentedKeys) {
