@@ -269,10 +269,10 @@ void MigrationManager::associate(const std::shared_ptr<ManagedObject>& source,
             "associated");
     }
     auto& owner = const_cast<MappingState&>(state(mapping.name));
-    auto [origin, inserted] = originOf_.try_emplace(destination.get(), Origin{&owner, source});
-    if (!inserted) {
+    if (originOf_.find(destination.get()) != nullptr) {
         fatalError("A destination instance was associated twice");
     }
+    originOf_.insertOrAssign(destination.get(), Origin{&owner, source});
     owner.destinations.push_back(destination);
     madeFrom_[source.get()].push_back(destination);
 }
@@ -283,12 +283,12 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::destinationInstanc
     const MappingState* wanted = &state(entityMappingName);
     std::vector<std::shared_ptr<ManagedObject>> result;
     for (const auto& source : sourceInstances) {
-        auto found = madeFrom_.find(source.get());
-        if (found == madeFrom_.end()) {
+        const auto* made = madeFrom_.find(source.get());
+        if (made == nullptr) {
             continue;
         }
-        for (const auto& destination : found->second) {
-            if (originOf_.at(destination.get()).state == wanted) {
+        for (const auto& destination : *made) {
+            if (originOf_.find(destination.get())->state == wanted) {
                 result.push_back(destination);
             }
         }
@@ -302,9 +302,9 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::sourceInstances(
     const MappingState* wanted = &state(entityMappingName);
     std::vector<std::shared_ptr<ManagedObject>> result;
     for (const auto& destination : destinationInstances) {
-        auto found = originOf_.find(destination.get());
-        if (found != originOf_.end() && found->second.state == wanted) {
-            result.push_back(found->second.source);
+        const auto* origin = originOf_.find(destination.get());
+        if (origin != nullptr && origin->state == wanted) {
+            result.push_back(origin->source);
         }
     }
     return result;
@@ -313,14 +313,14 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::sourceInstances(
 const std::vector<std::shared_ptr<ManagedObject>>& MigrationManager::destinationInstances(
     const ManagedObject& source) const {
     static const std::vector<std::shared_ptr<ManagedObject>> kNone;
-    auto found = madeFrom_.find(&source);
-    return found != madeFrom_.end() ? found->second : kNone;
+    const auto* made = madeFrom_.find(&source);
+    return made != nullptr ? *made : kNone;
 }
 
 std::shared_ptr<ManagedObject> MigrationManager::sourceInstance(
     const ManagedObject& destination) const {
-    auto found = originOf_.find(&destination);
-    return found != originOf_.end() ? found->second.source : nullptr;
+    const auto* origin = originOf_.find(&destination);
+    return origin != nullptr ? origin->source : nullptr;
 }
 
 }  // namespace dovrel::store

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
+#include "platform/store/FlatHashMap.h"
 #include "platform/store/ManagedObjectModel.h"
 #include "platform/store/MappingModel.h"
 
@@ -103,8 +103,10 @@ class MigrationManager {
     const EntityMapping* currentMapping_ = nullptr;
     std::vector<std::unique_ptr<MappingState>> states_;
     // What each source made, and where each destination came from, over every mapping.
-    std::unordered_map<const ManagedObject*, std::vector<std::shared_ptr<ManagedObject>>> madeFrom_;
-    std::unordered_map<const ManagedObject*, Origin> originOf_;
+    // Flat maps: a migration associates hundreds of thousands of objects, and a node per
+    // association cost more than making the objects.
+    FlatHashMap<const ManagedObject*, std::vector<std::shared_ptr<ManagedObject>>> madeFrom_;
+    FlatHashMap<const ManagedObject*, Origin> originOf_;
 };
 
 }  // namespace dovrel::store
