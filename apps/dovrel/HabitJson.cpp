@@ -7,15 +7,16 @@
 
 #include <memory>
 
+#include "apps/dovrel/IsoDateText.h"
 #include "apps/dovrel/Terminal.h"
 
 namespace dovrel::cli {
 
 namespace {
 
-// Formats instants with one fixed pattern in a zone, in the Gregorian calendar with Latin
-// digits whatever the user's locale. One formatter serves a whole list: making an ICU formatter
-// costs far more than using one.
+// Formats instants with one fixed pattern in a zone (the time of day; dates are IsoDateText's), in
+// the Gregorian calendar with Latin digits whatever the user's locale. One formatter serves a
+// whole list: making an ICU formatter costs far more than using one.
 class IsoFormatter {
   public:
     IsoFormatter(const std::string& pattern, const std::string& timeZoneIdentifier) {
@@ -47,7 +48,6 @@ class IsoFormatter {
     std::unique_ptr<icu::SimpleDateFormat> format_;
 };
 
-constexpr const char* kIsoPattern = "yyyy-MM-dd'T'HH:mm:ssxxx";
 constexpr const char* kTimeOfDayPattern = "HH:mm";
 
 template <typename T>
@@ -55,7 +55,7 @@ nlohmann::ordered_json optionalJson(const std::optional<T>& value) {
     return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json(nullptr);
 }
 
-nlohmann::ordered_json datesJson(const std::vector<Date>& dates, const IsoFormatter& iso) {
+nlohmann::ordered_json datesJson(const std::vector<Date>& dates, const IsoDateText& iso) {
     auto array = nlohmann::ordered_json::array();
     for (const Date date : dates) {
         array.push_back(iso(date));
@@ -63,7 +63,7 @@ nlohmann::ordered_json datesJson(const std::vector<Date>& dates, const IsoFormat
     return array;
 }
 
-nlohmann::ordered_json habitJson(const HabitReport& report, const IsoFormatter& iso,
+nlohmann::ordered_json habitJson(const HabitReport& report, const IsoDateText& iso,
                                  const IsoFormatter& timeOfDay) {
     nlohmann::ordered_json object;
     object["uri"] = report.uri;
@@ -89,7 +89,7 @@ nlohmann::ordered_json habitJson(const HabitReport& report, const IsoFormatter& 
 }  // namespace
 
 std::string isoDateTime(Date date, const Region& region) {
-    return IsoFormatter(kIsoPattern, region.timeZoneIdentifier())(date);
+    return IsoDateText(region.timeZoneIdentifier())(date);
 }
 
 std::string timeOfDayText(Date date, const Region& region) {
@@ -97,13 +97,13 @@ std::string timeOfDayText(Date date, const Region& region) {
 }
 
 nlohmann::ordered_json habitJson(const HabitReport& report, const Region& region) {
-    return habitJson(report, IsoFormatter(kIsoPattern, region.timeZoneIdentifier()),
+    return habitJson(report, IsoDateText(region.timeZoneIdentifier()),
                      IsoFormatter(kTimeOfDayPattern, region.timeZoneIdentifier()));
 }
 
 nlohmann::ordered_json habitListJson(const std::vector<HabitReport>& reports,
                                      const Region& region) {
-    const IsoFormatter iso(kIsoPattern, region.timeZoneIdentifier());
+    const IsoDateText iso(region.timeZoneIdentifier());
     const IsoFormatter timeOfDay(kTimeOfDayPattern, region.timeZoneIdentifier());
     auto array = nlohmann::ordered_json::array();
     for (const auto& report : reports) {
