@@ -2,10 +2,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "bench/support/Figures.h"
 
 namespace dovrel::bench {
 
@@ -50,5 +53,24 @@ class CollectingReporter : public benchmark::ConsoleReporter {
     // order among the other benchmarks' repetitions, and are still kept by their number).
     std::map<std::string, std::vector<Timing>> repetitions;
 };
+
+// Records, for every repetition i, the ratio of repetition i of `numerator` to repetition i of
+// `denominator` (CPU time: the programs are single-threaded, so this is the work done whatever
+// else runs on the machine) as the figure `label` with `aim` (kNoAim: none). Nothing when
+// either was filtered out.
+inline void recordRepetitionRatios(const CollectingReporter& reporter, const std::string& label,
+                                   const std::string& numerator, const std::string& denominator,
+                                   std::optional<double> aim) {
+    const auto top = reporter.repetitions.find(numerator);
+    const auto bottom = reporter.repetitions.find(denominator);
+    if (top == reporter.repetitions.end() || bottom == reporter.repetitions.end()) {
+        return;
+    }
+    const std::size_t count = std::min(top->second.size(), bottom->second.size());
+    for (std::size_t index = 0; index < count; ++index) {
+        Figures::shared().record(label, top->second[index].cpu / bottom->second[index].cpu, "x",
+                                 aim);
+    }
+}
 
 }  // namespace dovrel::bench

@@ -9,6 +9,7 @@
 #include <new>
 
 #include "DovrelFoundation/Analytics/AnalyticsTracker.h"
+#include "bench/support/Figures.h"
 
 // The replacement operators below pair malloc with free, which is correct; GCC cannot see that
 // once they are inlined into the library's own new/delete expressions.
@@ -118,4 +119,8 @@ BENCHMARK(BM_TrackToggleCheckmark);
 }  // namespace
 }  // namespace dovrel
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    // No aims here: the figures are Google Benchmark's own, with their repetitions' median and
+    // spread.
+    return dovrel::bench::runBenchmarks(argc, argv, 3);
+}

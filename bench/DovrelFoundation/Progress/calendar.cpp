@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "DovrelFoundation/Progress/DateExtensions.h"
+#include "bench/support/Figures.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/RegionOverrides.h"
 
@@ -127,11 +128,7 @@ BENCHMARK(BM_SortMillionInstants)->Unit(benchmark::kMillisecond);
 int main(int argc, char** argv) {
     // The zone of the "host" benchmarks, read the way a program reads it.
     ::setenv("TZ", "Europe/Kyiv", 1);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-        return 1;
-    }
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    // No aims here: per-call times to compare with the sort, Google Benchmark's own figures with
+    // their repetitions' median and spread.
+    return dovrel::bench::runBenchmarks(argc, argv, 3);
 }

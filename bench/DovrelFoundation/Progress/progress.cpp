@@ -186,52 +186,6 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-// Ratios of CPU time (the programs are single-threaded, so this is the work done, whatever else
-// runs on the machine) and, for reference, of wall-clock time: one per repetition, repetition i
-// of the numerator over repetition i of the denominator, then their median and spread. With a
-// target, every repetition's ratio is judged, and the summary is met only if all of them are.
-void printRatio(const CollectingReporter& reporter, const std::string& label,
-                const std::string& numerator, const std::string& denominator, double target) {
-    const auto top = reporter.repetitions.find(numerator);
-    const auto bottom = reporter.repetitions.find(denominator);
-    if (top == reporter.repetitions.end() || bottom == reporter.repetitions.end()) {
-        return;  // filtered out
-    }
-    const std::size_t count = std::min(top->second.size(), bottom->second.size());
-    std::vector<double> ratios;
-    std::vector<double> realRatios;
-    std::size_t met = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const double ratio = top->second[i].cpu / bottom->second[i].cpu;
-        const double realRatio = top->second[i].real / bottom->second[i].real;
-        ratios.push_back(ratio);
-        realRatios.push_back(realRatio);
-        if (target > 0) {
-            met += ratio <= target ? 1 : 0;
-            std::printf(
-                "ratio %s, repetition %zu of %zu: %.2fx (target <= %gx, %s; wall clock %.2fx)\n",
-                label.c_str(), i + 1, count, ratio, target, ratio <= target ? "met" : "NOT MET",
-                realRatio);
-        }
-    }
-    if (ratios.empty()) {
-        return;
-    }
-    const auto [lowest, highest] = std::minmax_element(ratios.begin(), ratios.end());
-    if (target <= 0) {
-        std::printf(
-            "ratio %s: median %.2fx of %zu, from %.2fx to %.2fx (wall clock median %.2fx; for "
-            "comparison, no target)\n",
-            label.c_str(), median(ratios), count, *lowest, *highest, median(realRatios));
-        return;
-    }
-    std::printf(
-        "ratio %s: median %.2fx of %zu, from %.2fx to %.2fx (target <= %gx in every repetition, "
-        "%s: %zu of %zu within it; wall clock median %.2fx)\n",
-        label.c_str(), median(ratios), count, *lowest, *highest, target,
-        met == count ? "met" : "NOT MET", met, count, median(realRatios));
-}
-
 // Median times per call over the repetitions.
 void printPerCall(const CollectingReporter& reporter) {
     for (const auto& [name, timings] : reporter.repetitions) {
@@ -308,16 +262,23 @@ int main(int argc, char** argv) {
         HabitProgressCalculator::calculateProgress(daily3650(), 1, 1),
         HabitProgressCalculator::calculateProgress(million(), 1, 1),
         HabitProgressCalculator::calculateProgress(everyOneToSixDays3650(), 1, 1));
-    printRatio(reporter, "progress/sort (3650 daily)", "progress/3650_daily", "sort/3650_daily", 2);
-    printRatio(reporter, "progress/sort (1000000 over 20 years)", "progress/1000000_over_20_years",
-               "sort/1000000_over_20_years", 2);
-    printRatio(reporter, "habit today, history 100000 / history 10", "habit_today/history_100000",
-               "habit_today/history_10", 1.5);
-    printRatio(reporter, "progress/sort (3650 daily, given already sorted)",
-               "progress/3650_daily_presorted", "sort/3650_daily_presorted", 0);
-    printRatio(reporter, "progress/sort (3650 one to six days apart)",
-               "progress/3650_every_1_to_6_days", "sort/3650_every_1_to_6_days", 0);
-    printRatio(reporter, "plain onlyDay path/sort (3650 daily)", "plain_progress/3650_daily",
-               "sort/3650_daily", 0);
+    dovrel::bench::recordRepetitionRatios(reporter, "ratio progress/sort (3650 daily)",
+                                          "progress/3650_daily", "sort/3650_daily", 2);
+    dovrel::bench::recordRepetitionRatios(reporter, "ratio progress/sort (1000000 over 20 years)",
+                                          "progress/1000000_over_20_years",
+                                          "sort/1000000_over_20_years", 2);
+    dovrel::bench::recordRepetitionRatios(
+        reporter, "ratio habit today, history 100000 / history 10", "habit_today/history_100000",
+        "habit_today/history_10", 1.5);
+    dovrel::bench::recordRepetitionRatios(
+        reporter, "ratio progress/sort (3650 daily, given already sorted)",
+        "progress/3650_daily_presorted", "sort/3650_daily_presorted", dovrel::bench::kNoAim);
+    dovrel::bench::recordRepetitionRatios(
+        reporter, "ratio progress/sort (3650 one to six days apart)",
+        "progress/3650_every_1_to_6_days", "sort/3650_every_1_to_6_days", dovrel::bench::kNoAim);
+    dovrel::bench::recordRepetitionRatios(reporter, "ratio plain onlyDay path/sort (3650 daily)",
+                                          "plain_progress/3650_daily", "sort/3650_daily",
+                                          dovrel::bench::kNoAim);
+    dovrel::bench::Figures::shared().print();
     return 0;
 }

@@ -11,6 +11,7 @@
 
 #include "DovrelFoundation/Appearance/ColorExtensions.h"
 #include "DovrelFoundation/Appearance/StringExtensions.h"
+#include "bench/support/Figures.h"
 #include "platform/foundation/UserDefaults.h"
 
 namespace {
@@ -67,4 +68,8 @@ BENCHMARK(BM_ColorHexRoundTrip);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    // No aims here: the figures are Google Benchmark's own, with their repetitions' median and
+    // spread.
+    return dovrel::bench::runBenchmarks(argc, argv, 3);
+}

@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -156,19 +157,20 @@ std::vector<std::string> sqlite3(const char* query) {
 }
 
 // Times `program` against each of `references` once per iteration and records the figures:
-// program/reference ratios (aims in `ratioAims`, 0 for none) and, with `millisecondsAim`, the
-// program's own time.
+// program/reference ratios (aims in `ratioAims`) and, with `millisecondsAim`, the program's own
+// time.
 void compare(benchmark::State& state, const std::string& what,
              const std::vector<std::string>& program,
              const std::vector<std::pair<std::string, std::vector<std::string>>>& references,
-             const std::vector<double>& ratioAims, double millisecondsAim) {
+             const std::vector<std::optional<double>>& ratioAims,
+             std::optional<double> millisecondsAim) {
     auto& figures = dovrel::bench::Figures::shared();
     try {
         timedRun(program);  // the first launch does its one-time bookkeeping
         for (auto _ : state) {
             const double programSeconds = timedRun(program);
             state.SetIterationTime(programSeconds);
-            if (millisecondsAim > 0) {
+            if (millisecondsAim) {
                 figures.record("time " + what, programSeconds * 1000, "ms", millisecondsAim);
             }
             for (std::size_t index = 0; index < references.size(); ++index) {
@@ -186,13 +188,14 @@ void BM_ListJson(benchmark::State& state) {
     compare(state, "dovrel list --json", dovrel({"list", "--json"}),
             {{"sqlite3 reading the same rows", sqlite3(kSameRowsQuery)},
              {"sqlite3 reading the habit rows", sqlite3(kHabitRowsQuery)}},
-            {1.5, 0}, 0);
+            {1.5, dovrel::bench::kNoAim}, dovrel::bench::kNoAim);
 }
 BENCHMARK(BM_ListJson)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(kRepetitions);
 
 void BM_ShowOneHabit(benchmark::State& state) {
     compare(state, "dovrel show (one habit of ten years)", dovrel({"show", "Habit 42", "--json"}),
-            {{"sqlite3 reading the habit and its checkmarks", sqlite3(kOneHabitQuery)}}, {0}, 50);
+            {{"sqlite3 reading the habit and its checkmarks", sqlite3(kOneHabitQuery)}},
+            {dovrel::bench::kNoAim}, 50);
 }
 BENCHMARK(BM_ShowOneHabit)
     ->Unit(benchmark::kMillisecond)
@@ -201,7 +204,8 @@ BENCHMARK(BM_ShowOneHabit)
 
 void BM_CheckOneHabit(benchmark::State& state) {
     compare(state, "dovrel check (one habit of ten years)", dovrel({"check", "Habit 42"}),
-            {{"sqlite3 reading the habit and its checkmarks", sqlite3(kOneHabitQuery)}}, {0}, 50);
+            {{"sqlite3 reading the habit and its checkmarks", sqlite3(kOneHabitQuery)}},
+            {dovrel::bench::kNoAim}, 50);
 }
 BENCHMARK(BM_CheckOneHabit)
     ->Unit(benchmark::kMillisecond)
@@ -210,7 +214,8 @@ BENCHMARK(BM_CheckOneHabit)
 
 void BM_Version(benchmark::State& state) {
     compare(state, "dovrel --version", {(programFolder() / "dovrel").string(), "--version"},
-            {{"sqlite3 --version", {"/usr/bin/sqlite3", "--version"}}}, {0}, 0);
+            {{"sqlite3 --version", {"/usr/bin/sqlite3", "--version"}}}, {dovrel::bench::kNoAim},
+            dovrel::bench::kNoAim);
 }
 BENCHMARK(BM_Version)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(kRepetitions);
 

@@ -300,7 +300,8 @@ void BM_ReadOneAttributeOf10000OwnersWith1000MembersEach(benchmark::State& state
         storeTotal += stored;
         rawTotal += raw;
         dovrel::bench::Figures::shared().record(
-            "ratio store read of one attribute of 10000 owners / raw SELECT", stored / raw, "x", 0);
+            "ratio store read of one attribute of 10000 owners / raw SELECT", stored / raw, "x",
+            dovrel::bench::kNoAim);
         dovrel::bench::Figures::shared().record(
             "rows read for one attribute of 10000 owners with 1000 members each",
             static_cast<double>(rowsRead), "rows", kOwners);

@@ -252,7 +252,7 @@ void BM_Migrate10000OwnersWith50MembersEach(benchmark::State& state) {
             migrated / plain, "x", 3);
         dovrel::bench::Figures::shared().record(
             "ratio migration of 10000 owners with 50 members each / INSERT ... SELECT",
-            migrated / insertSelect, "x", 0);
+            migrated / insertSelect, "x", dovrel::bench::kNoAim);
     }
     const double iterations = static_cast<double>(state.iterations());
     state.counters["migration_ms"] = migrationTotal * 1000 / iterations;
