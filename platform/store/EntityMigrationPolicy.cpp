@@ -79,9 +79,9 @@ void EntityMigrationPolicy::createRelationships(const std::shared_ptr<ManagedObj
         if (!related) {
             continue;
         }
-        for (const auto& candidate : manager.destinationInstances(*related)) {
+        for (ManagedObject* candidate : manager.destinationInstances(*related)) {
             if (&candidate->entity() == relationship.destinationEntity) {
-                destination->setObject(candidate, relationship.name);
+                destination->setObject(candidate->shared_from_this(), relationship.name);
                 break;
             }
         }

@@ -210,6 +210,14 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
   private:
     friend class ManagedObject;
+    friend class MigrationManager;
+
+    // For owners registered here whose to-many `toMany` is not loaded: sets its members to the
+    // given objects (all of the destination entity, saved, read with their values) that point to
+    // them through the inverse to-one, as loading it would find if `members` are every object of
+    // the entity. Saves a query per owner when a whole entity has been read (a migration).
+    void loadToManyFromMembers(const RelationshipDescription& toMany,
+                               const std::vector<std::shared_ptr<ManagedObject>>& members);
 
     void checkQueue(const char* operation) const;
     void observeRemoteChanges();

@@ -224,4 +224,35 @@ std::int64_t ManagedObjectContext::count(const FetchRequestBase& request) {
     return total;
 }
 
+void ManagedObjectContext::loadToManyFromMembers(
+    const RelationshipDescription& toMany,
+    const std::vector<std::shared_ptr<ManagedObject>>& members) {
+    const RelationshipDescription& inverse = *toMany.inverseRelationship;
+    FlatHashMap<ManagedObjectID, std::vector<ManagedObjectID>> byOwner;
+    for (const auto& member : members) {
+        if (member->fault_ || &member->entity() != toMany.destinationEntity) {
+            continue;
+        }
+        if (const auto& owner = member->toOne_[inverse.slot]) {
+            byOwner[*owner].push_back(member->id_);
+        }
+    }
+    registered_.forEach([&](const ManagedObjectID& id, const std::weak_ptr<ManagedObject>& weak) {
+        auto owner = weak.lock();
+        if (!owner || &owner->entity() != inverse.destinationEntity ||
+            owner->toMany_[toMany.slot]) {
+            return;
+        }
+        // The store lists a relationship's members in primary-key order.
+        std::vector<ManagedObjectID> ids;
+        if (auto* found = byOwner.find(id)) {
+            ids = std::move(*found);
+            std::sort(ids.begin(), ids.end(), [](const auto& lhs, const auto& rhs) {
+                return lhs.primaryKey() < rhs.primaryKey();
+            });
+        }
+        owner->toMany_[toMany.slot] = MemberList(std::move(ids));
+    });
+}
+
 }  // namespace dovrel::store

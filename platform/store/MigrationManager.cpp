@@ -60,6 +60,7 @@ void MigrationManager::clear() {
     madeFrom_.clear();
     originOf_.clear();
     states_.clear();
+    sources_.clear();
     currentMapping_ = nullptr;
     mappingModel_ = nullptr;
     // Nothing holds their objects any more, so the contexts can simply go.
@@ -181,6 +182,21 @@ void MigrationManager::run(const MappingModel& mapping) {
     }
     madeFrom_.reserve(total);
     originOf_.reserve(total);
+    // Every member of every to-many relationship was read just now: the owners' lists of members
+    // follow from the members' to-one values, without a query per owner.
+    for (const auto& [name, objects] : sources) {
+        const EntityDescription* entity = sourceModel_->entity(name);
+        for (const auto& relationship : entity->relationships()) {
+            if (!relationship.isToMany || relationship.inverseRelationship == nullptr ||
+                relationship.inverseRelationship->isToMany) {
+                continue;
+            }
+            const auto members = sources.find(relationship.destinationEntity->name());
+            if (members != sources.end()) {
+                sourceContext_->loadToManyFromMembers(relationship, members->second);
+            }
+        }
+    }
 
     for (const auto& entityMapping : mapping.entityMappings()) {
         auto state = std::make_unique<MappingState>();
@@ -205,6 +221,10 @@ void MigrationManager::run(const MappingModel& mapping) {
                 state->policy->createDestinationInstances(source, entityMapping, *this);
             });
         }
+    }
+    for (auto& [name, objects] : sources) {
+        sources_.insert(sources_.end(), std::make_move_iterator(objects.begin()),
+                        std::make_move_iterator(objects.end()));
     }
     sources.clear();
     for (auto& state : states_) {
@@ -272,9 +292,9 @@ void MigrationManager::associate(const std::shared_ptr<ManagedObject>& source,
     if (originOf_.find(destination.get()) != nullptr) {
         fatalError("A destination instance was associated twice");
     }
-    originOf_.insertOrAssign(destination.get(), Origin{&owner, source});
+    originOf_.insertOrAssign(destination.get(), Origin{&owner, source.get()});
     owner.destinations.push_back(destination);
-    madeFrom_[source.get()].push_back(destination);
+    madeFrom_[source.get()].push_back(destination.get());
 }
 
 std::vector<std::shared_ptr<ManagedObject>> MigrationManager::destinationInstances(
@@ -287,9 +307,9 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::destinationInstanc
         if (made == nullptr) {
             continue;
         }
-        for (const auto& destination : *made) {
-            if (originOf_.find(destination.get())->state == wanted) {
-                result.push_back(destination);
+        for (ManagedObject* destination : *made) {
+            if (originOf_.find(destination)->state == wanted) {
+                result.push_back(destination->shared_from_this());
             }
         }
     }
@@ -304,15 +324,15 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::sourceInstances(
     for (const auto& destination : destinationInstances) {
         const auto* origin = originOf_.find(destination.get());
         if (origin != nullptr && origin->state == wanted) {
-            result.push_back(origin->source);
+            result.push_back(origin->source->shared_from_this());
         }
     }
     return result;
 }
 
-const std::vector<std::shared_ptr<ManagedObject>>& MigrationManager::destinationInstances(
+const std::vector<ManagedObject*>& MigrationManager::destinationInstances(
     const ManagedObject& source) const {
-    static const std::vector<std::shared_ptr<ManagedObject>> kNone;
+    static const std::vector<ManagedObject*> kNone;
     const auto* made = madeFrom_.find(&source);
     return made != nullptr ? *made : kNone;
 }
@@ -320,7 +340,7 @@ const std::vector<std::shared_ptr<ManagedObject>>& MigrationManager::destination
 std::shared_ptr<ManagedObject> MigrationManager::sourceInstance(
     const ManagedObject& destination) const {
     const auto* origin = originOf_.find(&destination);
-    return origin != nullptr ? origin->source : nullptr;
+    return origin != nullptr ? origin->source->shared_from_this() : nullptr;
 }
 
 }  // namespace dovrel::store

@@ -71,9 +71,9 @@ class MigrationManager {
     std::vector<std::shared_ptr<ManagedObject>> sourceInstances(
         const std::string& entityMappingName,
         const std::vector<std::shared_ptr<ManagedObject>>& destinationInstances) const;
-    // The destination instances made from `source` by any mapping (used to re-link).
-    const std::vector<std::shared_ptr<ManagedObject>>& destinationInstances(
-        const ManagedObject& source) const;
+    // The destination instances made from `source` by any mapping (used to re-link); they live
+    // as long as the migration does.
+    const std::vector<ManagedObject*>& destinationInstances(const ManagedObject& source) const;
 
     // The source instance `destination` was made from (by any mapping), or null.
     std::shared_ptr<ManagedObject> sourceInstance(const ManagedObject& destination) const;
@@ -87,7 +87,7 @@ class MigrationManager {
     };
     struct Origin {
         const MappingState* state = nullptr;
-        std::shared_ptr<ManagedObject> source;
+        ManagedObject* source = nullptr;
     };
 
     void run(const MappingModel& mapping);
@@ -105,8 +105,12 @@ class MigrationManager {
     // What each source made, and where each destination came from, over every mapping.
     // Flat maps: a migration associates hundreds of thousands of objects, and a node per
     // association cost more than making the objects.
-    FlatHashMap<const ManagedObject*, std::vector<std::shared_ptr<ManagedObject>>> madeFrom_;
+    // They point to objects that sources_ and the states' destinations keep: a migration touches
+    // each of its objects' reference counts once, not once per map.
+    FlatHashMap<const ManagedObject*, std::vector<ManagedObject*>> madeFrom_;
     FlatHashMap<const ManagedObject*, Origin> originOf_;
+    // Every source instance, read at the start.
+    std::vector<std::shared_ptr<ManagedObject>> sources_;
 };
 
 }  // namespace dovrel::store
