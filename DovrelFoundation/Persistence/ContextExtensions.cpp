@@ -8,6 +8,46 @@
 
 namespace dovrel {
 
+namespace {
+
+// Applies `changes` and saves; nothing when the save succeeded, its error otherwise.
+std::optional<Error> applyAndSave(
+    store::ManagedObjectContext& context,
+    const std::function<void(store::ManagedObjectContext&)>& changes) {
+    if (changes) {
+        changes(context);
+    }
+    try {
+        context.save();
+    } catch (const Error& error) {
+        return error;
+    }
+    return std::nullopt;
+}
+
+// After the last save: `onSave`, or a rollback and then `onRollback` with the save's error.
+void finish(store::ManagedObjectContext& context, const std::optional<Error>& failure,
+            const std::function<void()>& onSave,
+            const std::function<void(const Error&)>& onRollback) {
+    if (!failure) {
+        if (onSave) {
+            onSave();
+        }
+        return;
+    }
+    context.rollback();
+    if (onRollback) {
+        onRollback(*failure);
+    }
+}
+
+bool isConflict(const Error& error) {
+    return error.domain() == store::StoreError::kDomain &&
+           error.code() == store::StoreError::kManagedObjectMergeError;
+}
+
+}  // namespace
+
 void performChanges(store::ManagedObjectContext& context,
                     std::function<void(store::ManagedObjectContext&)> changes,
                     std::function<void()> onSave, std::function<void(const Error&)> onRollback) {
@@ -15,25 +55,7 @@ void performChanges(store::ManagedObjectContext& context,
     store::ManagedObjectContext* target = &context;
     context.perform([target, changes = std::move(changes), onSave = std::move(onSave),
                      onRollback = std::move(onRollback)] {
-        if (changes) {
-            changes(*target);
-        }
-        std::optional<Error> failure;
-        try {
-            target->save();
-        } catch (const Error& error) {
-            failure = error;
-        }
-        if (!failure) {
-            if (onSave) {
-                onSave();
-            }
-            return;
-        }
-        target->rollback();
-        if (onRollback) {
-            onRollback(*failure);
-        }
+        finish(*target, applyAndSave(*target, changes), onSave, onRollback);
     });
 }
 
@@ -49,19 +71,8 @@ void performChangesRetryingOnConflict(store::ManagedObjectContext& context,
         target->setMergePolicy(store::MergePolicy::errorMergePolicy);
         std::optional<Error> failure;
         for (int attempt = 1;; ++attempt) {
-            if (changes) {
-                changes(*target);
-            }
-            try {
-                target->save();
-                failure.reset();
-                break;
-            } catch (const Error& error) {
-                failure = error;
-            }
-            if (failure->domain() != store::StoreError::kDomain ||
-                failure->code() != store::StoreError::kManagedObjectMergeError ||
-                attempt >= maxAttempts) {
+            failure = applyAndSave(*target, changes);
+            if (!failure || !isConflict(*failure) || attempt >= maxAttempts) {
                 break;
             }
             // Start again from what the store holds now.
@@ -77,16 +88,7 @@ void performChangesRetryingOnConflict(store::ManagedObjectContext& context,
             }
         }
         target->setMergePolicy(policy);
-        if (!failure) {
-            if (onSave) {
-                onSave();
-            }
-            return;
-        }
-        target->rollback();
-        if (onRollback) {
-            onRollback(*failure);
-        }
+        finish(*target, failure, onSave, onRollback);
     });
 }
 
