@@ -251,7 +251,15 @@ std::vector<std::shared_ptr<Performing>> Habit::performings(Date on) const {
 }
 
 bool Habit::hasPerformings(Date on) const {
-    return numberOfPerformings(on) > 0;
+    if (!checkmarksAreLoaded()) {
+        return numberOfPerformings(on) > 0;
+    }
+    const DayBounds day(on);
+    const auto members = loadedPerforming();
+    return std::any_of(members.begin(), members.end(), [&](const auto& performing) {
+        const auto date = performing->date();
+        return date && day.contains(*date);
+    });
 }
 
 std::int64_t Habit::numberOfPerformings(Date on) const {

@@ -147,7 +147,6 @@ class PersistentStore {
     // Inside a write transaction: the row's version, or nothing when the row does not exist.
     std::optional<std::int64_t> rowVersion(const EntityDescription& entity,
                                            std::int64_t primaryKey);
-    void insertRow(const EntityDescription& entity, const StoredRow& row);
     void insertRow(const EntityDescription& entity, std::int64_t primaryKey, std::int64_t version,
                    const std::vector<Value>& attributes,
                    const std::vector<std::optional<std::int64_t>>& toOne);

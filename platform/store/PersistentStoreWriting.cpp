@@ -115,10 +115,6 @@ void PersistentStore::bindRow(SQLiteDatabase::Statement& statement, int first,
     }
 }
 
-void PersistentStore::insertRow(const EntityDescription& entity, const StoredRow& row) {
-    insertRow(entity, row.primaryKey, row.version, row.attributes, row.toOne);
-}
-
 void PersistentStore::insertRow(const EntityDescription& entity, std::int64_t primaryKey,
                                 std::int64_t version, const std::vector<Value>& attributes,
                                 const std::vector<std::optional<std::int64_t>>& toOne) {

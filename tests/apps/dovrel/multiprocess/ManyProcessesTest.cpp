@@ -20,18 +20,18 @@
 #include <thread>
 #include <vector>
 
+#include "DovrelFoundation/Analytics/AnalyticsTracker.h"
+#include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Persistence/ContextExtensions.h"
 #include "DovrelFoundation/Persistence/CoreDataManager.h"
-#include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Progress/HabitProgressCalculator.h"
-#include "DovrelFoundation/Analytics/AnalyticsTracker.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/FileManager.h"
 #include "platform/foundation/Region.h"
+#include "tests/apps/dovrel/HabitCommands.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/ScopedRegion.h"
-#include "tests/support/TemporaryDirectory.h"
 
 namespace dovrel {
 namespace {
@@ -77,34 +77,16 @@ long long settingsNumber(const std::string& output, const std::string& label) {
     return -1;
 }
 
-class ManyProcesses : public ::testing::Test {
+// The black-box tests' data home, zone and language; the programs run on the real clock, so that
+// the long-lived writer in this process and they agree on today.
+class ManyProcesses : public testing::HabitCommands {
   protected:
-    std::map<std::string, std::optional<std::string>> environment() const {
-        return {
-            {"LANG", "en_US.UTF-8"},
-            {"LC_ALL", std::nullopt},
-            {"LC_MESSAGES", std::nullopt},
-            {"LANGUAGE", std::nullopt},
-            {"TZ", "Europe/Kyiv"},
-            {"DOVREL_RESOURCES", DOVREL_BUILD_RESOURCES_DIR},
-            {"XDG_DATA_HOME", dataHome().string()},
-            {"HOME", home_.path().string()},
-            {"XDG_RUNTIME_DIR", home_.path().string()},
-            {"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
-            {"DISPLAY", std::nullopt},
-            {"NO_COLOR", "1"},
-        };
-    }
-
     ProgramResult dovrel(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), DOVREL_CLI_PATH);
-        return testing::runProgram(arguments, environment());
+        return testing::runProgram(arguments, environment("en_US.UTF-8"));
     }
 
     fs::path dataHome() const { return home_.path() / "data"; }
-    fs::path storePath() const { return dataHome() / "group.app.dovrel.Dovrel" / "Habit.sqlite"; }
-
-    testing::TemporaryDirectory home_;
 };
 
 // One loop of runs: `dovrel check HABIT --at DAY` for each day, one process after the other.
