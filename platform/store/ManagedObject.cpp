@@ -96,7 +96,12 @@ Value ManagedObject::value(std::string_view key) const {
         }
         if (relationship->isToMany) {
             auto members = objects(key);
-            return Value::object(ObjectSet(members.begin(), members.end()));
+            ObjectSet set;
+            set.reserve(
+                members.size());  // one allocation of buckets instead of a rehash per growth
+            set.insert(std::make_move_iterator(members.begin()),
+                       std::make_move_iterator(members.end()));
+            return Value::object(std::move(set));
         }
         auto destination = object(key);
         return destination ? Value::object(std::move(destination)) : Value();

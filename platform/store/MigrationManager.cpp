@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <set>
+#include <thread>
 
 #include "platform/foundation/FatalError.h"
 #include "platform/store/EntityMigrationPolicy.h"
@@ -42,6 +43,25 @@ void callPolicy(const EntityMapping& mapping, Call&& call) {
 }
 
 }  // namespace
+
+void MigrationManager::MadeFrom::add(ManagedObject* destination) {
+    if (only == nullptr && several.empty()) {
+        only = destination;
+        return;
+    }
+    if (several.empty()) {
+        several.push_back(only);
+    }
+    several.push_back(destination);
+}
+
+std::span<ManagedObject* const> MigrationManager::MadeFrom::all() const noexcept {
+    if (!several.empty()) {
+        return several;
+    }
+    return only != nullptr ? std::span<ManagedObject* const>(&only, 1)
+                           : std::span<ManagedObject* const>();
+}
 
 MigrationManager::MigrationManager(std::shared_ptr<const ManagedObjectModel> sourceModel,
                                    std::shared_ptr<const ManagedObjectModel> destinationModel)
@@ -147,6 +167,10 @@ void MigrationManager::migrateStore(const std::filesystem::path& sourceURL,
         mappingModel_ = &mapping;
         sourceContext_->performAndWait([&] {
             run(mapping);
+            // Nothing needs the source objects or the associations any more. Freeing half a
+            // million objects takes about as long as writing them, so it happens beside the
+            // save instead of after it; the thread is joined before this block ends.
+            std::jthread release(releaseSourceObjects());
             try {
                 destinationContext_->save();
             } catch (const Error& error) {
@@ -241,6 +265,23 @@ void MigrationManager::run(const MappingModel& mapping) {
     currentMapping_ = nullptr;
 }
 
+std::function<void()> MigrationManager::releaseSourceObjects() {
+    // Moved into the closure, they are freed wherever it runs. The contexts keep only weak
+    // references to their objects, so the source context may outlive the objects, and the
+    // destination objects keep no pointer to any source object.
+    auto associations = std::make_shared<std::pair<decltype(madeFrom_), decltype(originOf_)>>(
+        std::move(madeFrom_), std::move(originOf_));
+    auto sources =
+        std::make_shared<std::vector<std::shared_ptr<ManagedObject>>>(std::move(sources_));
+    madeFrom_ = {};
+    originOf_ = {};
+    sources_ = {};
+    return [associations = std::move(associations), sources = std::move(sources)]() mutable {
+        associations.reset();
+        sources.reset();
+    };
+}
+
 ManagedObjectContext& MigrationManager::sourceContext() {
     if (!sourceContext_) {
         fatalError("The migration manager has no source context outside a migration");
@@ -288,13 +329,21 @@ void MigrationManager::associate(const std::shared_ptr<ManagedObject>& source,
             "Only a source instance and a destination instance of this migration can be "
             "associated");
     }
-    auto& owner = const_cast<MappingState&>(state(mapping.name));
+    // Policies pass the mapping they were given, so its address finds its state at once.
+    MappingState* found = nullptr;
+    for (const auto& candidate : states_) {
+        if (candidate->mapping == &mapping) {
+            found = candidate.get();
+            break;
+        }
+    }
+    auto& owner = found != nullptr ? *found : const_cast<MappingState&>(state(mapping.name));
     if (originOf_.find(destination.get()) != nullptr) {
         fatalError("A destination instance was associated twice");
     }
     originOf_.insertOrAssign(destination.get(), Origin{&owner, source.get()});
     owner.destinations.push_back(destination);
-    madeFrom_[source.get()].push_back(destination.get());
+    madeFrom_[source.get()].add(destination.get());
 }
 
 std::vector<std::shared_ptr<ManagedObject>> MigrationManager::destinationInstances(
@@ -307,7 +356,7 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::destinationInstanc
         if (made == nullptr) {
             continue;
         }
-        for (ManagedObject* destination : *made) {
+        for (ManagedObject* destination : made->all()) {
             if (originOf_.find(destination)->state == wanted) {
                 result.push_back(destination->shared_from_this());
             }
@@ -330,11 +379,10 @@ std::vector<std::shared_ptr<ManagedObject>> MigrationManager::sourceInstances(
     return result;
 }
 
-const std::vector<ManagedObject*>& MigrationManager::destinationInstances(
+std::span<ManagedObject* const> MigrationManager::destinationInstances(
     const ManagedObject& source) const {
-    static const std::vector<ManagedObject*> kNone;
     const auto* made = madeFrom_.find(&source);
-    return made != nullptr ? *made : kNone;
+    return made != nullptr ? made->all() : std::span<ManagedObject* const>();
 }
 
 std::shared_ptr<ManagedObject> MigrationManager::sourceInstance(

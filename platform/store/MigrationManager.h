@@ -1,7 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -73,7 +75,8 @@ class MigrationManager {
         const std::vector<std::shared_ptr<ManagedObject>>& destinationInstances) const;
     // The destination instances made from `source` by any mapping (used to re-link); they live
     // as long as the migration does.
-    const std::vector<ManagedObject*>& destinationInstances(const ManagedObject& source) const;
+    // The view stays valid until the next association.
+    std::span<ManagedObject* const> destinationInstances(const ManagedObject& source) const;
 
     // The source instance `destination` was made from (by any mapping), or null.
     std::shared_ptr<ManagedObject> sourceInstance(const ManagedObject& destination) const;
@@ -94,6 +97,9 @@ class MigrationManager {
     void validate(const MappingModel& mapping) const;
     const MappingState& state(const std::string& entityMappingName) const;
     void clear();
+    // Takes the source objects and the associations out of the manager (which then holds none)
+    // and returns a closure that frees them, to be run on another thread.
+    std::function<void()> releaseSourceObjects();
 
     std::shared_ptr<const ManagedObjectModel> sourceModel_;
     std::shared_ptr<const ManagedObjectModel> destinationModel_;
@@ -107,7 +113,16 @@ class MigrationManager {
     // association cost more than making the objects.
     // They point to objects that sources_ and the states' destinations keep: a migration touches
     // each of its objects' reference counts once, not once per map.
-    FlatHashMap<const ManagedObject*, std::vector<ManagedObject*>> madeFrom_;
+    // Most sources make exactly one destination, which is kept inline rather than in a vector
+    // of its own.
+    struct MadeFrom {
+        ManagedObject* only = nullptr;
+        std::vector<ManagedObject*> several;
+
+        void add(ManagedObject* destination);
+        std::span<ManagedObject* const> all() const noexcept;
+    };
+    FlatHashMap<const ManagedObject*, MadeFrom> madeFrom_;
     FlatHashMap<const ManagedObject*, Origin> originOf_;
     // Every source instance, read at the start.
     std::vector<std::shared_ptr<ManagedObject>> sources_;

@@ -33,6 +33,13 @@ TEST(FatalError, SourcePathIsRelativeToTheRepositoryWithoutExtension) {
               "platform/store/ManagedObjectContext");
 }
 
+TEST(FatalError, SourcePathsRelativeToTheBuildFolderLoseTheirLeadingSteps) {
+    EXPECT_EQ(fatalErrorSourcePath("../platform/store/ManagedObjectContext.cpp"),
+              "platform/store/ManagedObjectContext");
+    EXPECT_EQ(fatalErrorSourcePath("./../DovrelFoundation/Model/Habit.cpp"),
+              "DovrelFoundation/Habit");
+}
+
 TEST(FatalError, TheLibrarysFilesReportTheLibraryAndTheirNameWhateverTheirFolder) {
     EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "DovrelFoundation/Model/Habit.cpp"),
               "DovrelFoundation/Habit");
