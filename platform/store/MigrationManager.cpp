@@ -144,6 +144,8 @@ void MigrationManager::migrateStore(const std::filesystem::path& sourceURL,
             "The migration's new store " + destinationURL.string() + " exists already");
     }
     clear();
+    // Frees the destination objects while the files close; joined when this function returns.
+    std::jthread releaseDestinations;
     bool destinationMade = false;
     try {
         auto sourceCoordinator = std::make_shared<PersistentStoreCoordinator>(sourceModel_);
@@ -180,6 +182,9 @@ void MigrationManager::migrateStore(const std::filesystem::path& sourceURL,
                                            error.localizedDescription());
             }
         });
+        // Written: the objects go beside the closing of the files, which checkpoints the new
+        // store's log. The coordinators above close after this block, before the join.
+        releaseDestinations = std::jthread(releaseDestinationObjects());
         clear();
     } catch (...) {
         clear();
@@ -280,6 +285,16 @@ std::function<void()> MigrationManager::releaseSourceObjects() {
         associations.reset();
         sources.reset();
     };
+}
+
+std::function<void()> MigrationManager::releaseDestinationObjects() {
+    auto destinations =
+        std::make_shared<std::vector<std::vector<std::shared_ptr<ManagedObject>>>>();
+    for (auto& state : states_) {
+        destinations->push_back(std::move(state->destinations));
+        state->destinations = {};
+    }
+    return [destinations = std::move(destinations)]() mutable { destinations.reset(); };
 }
 
 ManagedObjectContext& MigrationManager::sourceContext() {

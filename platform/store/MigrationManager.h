@@ -100,6 +100,8 @@ class MigrationManager {
     // Takes the source objects and the associations out of the manager (which then holds none)
     // and returns a closure that frees them, to be run on another thread.
     std::function<void()> releaseSourceObjects();
+    // The same for the destination objects, once they are saved.
+    std::function<void()> releaseDestinationObjects();
 
     std::shared_ptr<const ManagedObjectModel> sourceModel_;
     std::shared_ptr<const ManagedObjectModel> destinationModel_;
