@@ -13,6 +13,11 @@ std::string fatalErrorSourcePath(std::string_view fileName) {
         fileName.remove_prefix(root.size());
     }
 #endif
+    // A compiler given relative paths (ccache with a base directory, a build folder inside the
+    // tree) reports "../DovrelFoundation/Model/Habit.cpp": the path from the build folder.
+    while (fileName.starts_with("../") || fileName.starts_with("./")) {
+        fileName.remove_prefix(fileName.find('/') + 1);
+    }
     const auto slash = fileName.find_last_of('/');
     const auto dot = fileName.find_last_of('.');
     if (dot != std::string_view::npos && (slash == std::string_view::npos || dot > slash)) {
