@@ -17,10 +17,10 @@ namespace {
 
 constexpr std::array<unsigned char, 8> kPNGSignature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 
-// The bytes of the image `fileName` of the main bundle when it is PNG data; nothing otherwise.
-std::optional<std::vector<char>> pngData(const std::string& fileName) {
-    const auto path = Bundle::main().pathForResource(std::string(AssetExtractor::kImagesDirectory) +
-                                                     "/" + fileName);
+// The bytes of the image `fileName` of `assets` when it is PNG data; nothing otherwise.
+std::optional<std::vector<char>> pngData(const Bundle& assets, const std::string& fileName) {
+    const auto path =
+        assets.pathForResource(std::string(AssetExtractor::kImagesDirectory) + "/" + fileName);
     if (!path) {
         return std::nullopt;
     }
@@ -66,6 +66,11 @@ bool writeWhole(const std::filesystem::path& path, const std::vector<char>& byte
 
 std::optional<std::filesystem::path> AssetExtractor::createLocalUrl(
     std::string_view imageName) const {
+    return createLocalUrl(imageName, Bundle::main());
+}
+
+std::optional<std::filesystem::path> AssetExtractor::createLocalUrl(std::string_view imageName,
+                                                                    const Bundle& assets) const {
     const auto caches = fileManager.cachesDirectory();
     if (!caches) {
         return std::nullopt;
@@ -76,7 +81,7 @@ std::optional<std::filesystem::path> AssetExtractor::createLocalUrl(
     if (std::filesystem::exists(url, error)) {
         return url;
     }
-    const auto bytes = pngData(fileName);
+    const auto bytes = pngData(assets, fileName);
     if (!bytes || !writeWhole(url, *bytes)) {
         return std::nullopt;
     }

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/foundation/Bundle.h"
 #include "platform/foundation/FileManager.h"
 
 namespace dovrel {
@@ -25,6 +26,9 @@ struct AssetExtractor {
     // made: the image is missing, is not PNG data, or the file cannot be written. Safe from any
     // thread; two callers making the same file at once both end with the whole file.
     std::optional<std::filesystem::path> createLocalUrl(std::string_view imageName) const;
+    // The same with the images of `assets` in place of the main bundle's.
+    std::optional<std::filesystem::path> createLocalUrl(std::string_view imageName,
+                                                        const Bundle& assets) const;
 };
 
 // The name of one of the notification icons of the application's images, "notify_1" to
