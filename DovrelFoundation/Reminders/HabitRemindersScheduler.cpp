@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <set>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Persistence/CoreDataManager.h"
 #include "DovrelFoundation/Reminders/HabitReminderIdentifiers.h"
+#include "DovrelFoundation/Reminders/NextReminderBatch.h"
 #include "platform/dispatch/DispatchGroup.h"
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/foundation/Clock.h"
@@ -34,6 +36,22 @@ struct Occurrence {
     Date date;
     std::size_t projection;
 };
+
+// A new random (version 4) UUID in its standard text form, from a generator seeded once per
+// thread: identifiers only need to differ, and the system's entropy is slow to open each time.
+std::string randomUUIDString() {
+    thread_local std::mt19937_64 generator(std::random_device{}());
+    store::StoreUUID uuid;
+    const std::uint64_t high = generator();
+    const std::uint64_t low = generator();
+    for (std::size_t index = 0; index < 8; ++index) {
+        uuid[index] = static_cast<std::uint8_t>(high >> (56 - 8 * index));
+        uuid[8 + index] = static_cast<std::uint8_t>(low >> (56 - 8 * index));
+    }
+    uuid[6] = (uuid[6] & 0x0F) | 0x40;  // version 4
+    uuid[8] = (uuid[8] & 0x3F) | 0x80;  // RFC 4122 variant
+    return store::uuidString(uuid);
+}
 
 bool isEarlier(const Occurrence& a, const Occurrence& b) {
     return a.date < b.date || (a.date == b.date && a.projection < b.projection);
@@ -157,13 +175,15 @@ HabitRemindersScheduler::fetchProjections() {
     auto context = coreDataManager_->createNewBackgroundContext();
     std::vector<HabitProjectionForReminder> projections;
     context->performAndWait([&] {
+        // Every habit's next reminder at the same instant, with the day arithmetic shared.
+        NextReminderBatch nextReminders(Clock::now());
         const auto habits = context->fetch(Habit::fetchRequest(std::nullopt, false));
         projections.reserve(habits.size());
         for (const auto& habit : habits) {
             if (!habit->remind()) {
                 continue;
             }
-            if (auto made = projection(*habit)) {
+            if (auto made = projection(*habit, nextReminders)) {
                 projections.push_back(std::move(*made));
             }
         }
@@ -172,13 +192,13 @@ HabitRemindersScheduler::fetchProjections() {
 }
 
 std::optional<HabitRemindersScheduler::HabitProjectionForReminder>
-HabitRemindersScheduler::projection(const Habit& habit) {
+HabitRemindersScheduler::projection(const Habit& habit, NextReminderBatch& nextReminders) {
     auto name = habit.name();
     if (!name) {
         return std::nullopt;
     }
     return HabitProjectionForReminder{habit.objectID().uriRepresentation(), std::move(*name),
-                                      habit.question(), habit.nextReminder()};
+                                      habit.question(), nextReminders.nextReminder(habit)};
 }
 
 void HabitRemindersScheduler::scheduleProjections(
@@ -265,7 +285,8 @@ void HabitRemindersScheduler::scheduleProjections(
 void HabitRemindersScheduler::scheduleReminder(const Habit& habit, TimeInterval after,
                                                std::optional<Date> firstNotificationDate,
                                                std::function<void()> completion) {
-    const auto made = projection(habit);
+    NextReminderBatch nextReminder(Clock::now());
+    const auto made = projection(habit, nextReminder);
     if (!made) {
         return;
     }
@@ -303,8 +324,8 @@ notifications::NotificationRequest HabitRemindersScheduler::makeRequest(
     }
     content.userInfo.emplace(kCurrentNotificationDateKey, currentNotificationDate);
     content.categoryIdentifier = kHabitReminderCategoryIdentifier;
-    return notifications::NotificationRequest{store::uuidString(store::makeRandomUUID()),
-                                              std::move(content), std::move(trigger)};
+    return notifications::NotificationRequest{randomUUIDString(), std::move(content),
+                                              std::move(trigger)};
 }
 
 }  // namespace dovrel

@@ -22,6 +22,7 @@ class ApplicationSettingsServiceProtocol;
 class CoreDataManager;
 class Habit;
 class IconBadgeServiceProtocol;
+class NextReminderBatch;
 
 // Turns the stored habits into pending reminders of the notification center.
 //
@@ -131,7 +132,8 @@ class HabitRemindersScheduler : public std::enable_shared_from_this<HabitReminde
                             FileManager fileManager);
 
     // The snapshot of a habit, or nothing when it has no name. On the habit's queue.
-    static std::optional<HabitProjectionForReminder> projection(const Habit& habit);
+    static std::optional<HabitProjectionForReminder> projection(const Habit& habit,
+                                                                NextReminderBatch& nextReminders);
 
     // The stack's work: removal, fetch and scheduling, ending with `done`.
     void reschedule(const std::vector<notifications::NotificationRequest>& pending,
