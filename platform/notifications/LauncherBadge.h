@@ -38,7 +38,7 @@ class LauncherBadge {
     LauncherBadge& operator=(LauncherBadge&&) noexcept;
 
     std::int64_t badgeNumber() const;
-    // Stores `number` and announces it (see above).
+    // Stores `number` and announces it (see above). Throws Error when the number cannot be stored.
     void setBadgeNumber(std::int64_t number);
 
   private:

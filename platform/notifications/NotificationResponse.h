@@ -10,11 +10,9 @@ namespace dovrel::notifications {
 // action identifier is one of the category's actions, or one of the two identifiers below.
 struct NotificationResponse {
     // The notification itself was clicked (not one of its buttons).
-    static constexpr const char* kDefaultActionIdentifier =
-        "UNNotificationDefaultActionIdentifier";
+    static constexpr const char* kDefaultActionIdentifier = "UNNotificationDefaultActionIdentifier";
     // The notification was closed without an answer.
-    static constexpr const char* kDismissActionIdentifier =
-        "UNNotificationDismissActionIdentifier";
+    static constexpr const char* kDismissActionIdentifier = "UNNotificationDismissActionIdentifier";
 
     Notification notification;
     std::string actionIdentifier;

@@ -71,6 +71,7 @@ class TimeIntervalNotificationTrigger {
 
 // The trigger of a request: one of the kinds above. A request without a trigger is due as soon
 // as it is added.
-using NotificationTrigger = std::variant<CalendarNotificationTrigger, TimeIntervalNotificationTrigger>;
+using NotificationTrigger =
+    std::variant<CalendarNotificationTrigger, TimeIntervalNotificationTrigger>;
 
 }  // namespace dovrel::notifications

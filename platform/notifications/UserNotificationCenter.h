@@ -81,7 +81,8 @@ class UserNotificationCenter : public std::enable_shared_from_this<UserNotificat
     void requestAuthorization(AuthorizationOptions options,
                               std::function<void(bool, std::optional<Error>)> completion);
     void getNotificationSettings(std::function<void(NotificationSettings)> completion);
-    // Whether reminders are on (kRemindersEnabledKey), and switching them.
+    // Whether reminders are on (kRemindersEnabledKey), and switching them; switching throws Error
+    // when the defaults cannot be written.
     bool remindersEnabled() const;
     void setRemindersEnabled(bool enabled);
 
@@ -105,7 +106,9 @@ class UserNotificationCenter : public std::enable_shared_from_this<UserNotificat
     // The earliest trigger date of the pending requests, or nothing when none is pending.
     std::optional<Date> nextTriggerDate() const;
 
-    // Removes the pending requests with these identifiers (unknown ones are ignored).
+    // Removes the pending requests with these identifiers (unknown ones are ignored). These
+    // removals, and setNotificationCategories, report a failed write to the "notifications"
+    // logger only.
     void removePendingNotificationRequests(const std::vector<std::string>& identifiers);
     void removeAllPendingNotificationRequests();
 
@@ -117,16 +120,18 @@ class UserNotificationCenter : public std::enable_shared_from_this<UserNotificat
 
     // Moves every pending request whose trigger date is at or before `now` to the delivered
     // notifications (dated with its trigger date), in trigger-date order, and returns them.
-    // A repeating request stays pending with its next trigger date. Two processes delivering at
-    // once deliver each request once. While reminders are off, due requests are removed and
-    // nothing is delivered.
+    // A repeating request stays pending with its next trigger date (the first after `now`: dates
+    // missed meanwhile are delivered once). Two processes delivering at once deliver each request
+    // once. While reminders are off, due requests are removed (a repeating one skips to its next
+    // date) and nothing is delivered. Throws Error when the file cannot be read or written; the
+    // file is then as it was.
     std::vector<Notification> deliverDueRequests(Date now);
 
     // Hands the user's answer to the delegate on the callback queue and calls `completion` once
     // the delegate has called its completion handler (at once when there is no delegate). The
     // answered notification is removed from the delivered notifications and, when it is still
-    // pending, from the pending requests, before the delegate is called. A second call of the
-    // delegate's completion handler is ignored and logged.
+    // pending and does not repeat, from the pending requests, before the delegate is called. A
+    // second call of the delegate's completion handler is ignored and logged.
     void respond(const NotificationResponse& response, std::function<void()> completion = nullptr);
 
     // Asks the delegate how to show `notification` in front; `completion` receives its answer
