@@ -58,14 +58,14 @@ std::optional<std::filesystem::path> directoryInDataHome(std::string_view name) 
     return directory;
 }
 
-}  // namespace
-
-std::filesystem::path FileManager::dataHome() {
+// The base directory that the variable `variable` names when it holds an absolute path,
+// otherwise `fallback` below the home directory.
+std::filesystem::path baseDirectory(const char* variable, const std::filesystem::path& fallback) {
     std::filesystem::path home;
-    if (const char* value = std::getenv("XDG_DATA_HOME"); value != nullptr && value[0] == '/') {
+    if (const char* value = std::getenv(variable); value != nullptr && value[0] == '/') {
         home = std::filesystem::path(value).lexically_normal();
     } else {
-        home = (homeDirectory() / ".local" / "share").lexically_normal();
+        home = (homeDirectory() / fallback).lexically_normal();
     }
     // "/a/b/" normalises to itself; drop the trailing separator so that the path names the
     // directory the same way whatever the variable looked like.
@@ -73,6 +73,24 @@ std::filesystem::path FileManager::dataHome() {
         home = home.parent_path();
     }
     return home;
+}
+
+}  // namespace
+
+std::filesystem::path FileManager::dataHome() {
+    return baseDirectory("XDG_DATA_HOME", std::filesystem::path(".local") / "share");
+}
+
+std::filesystem::path FileManager::cacheHome() {
+    return baseDirectory("XDG_CACHE_HOME", ".cache");
+}
+
+std::optional<std::filesystem::path> FileManager::cachesDirectory() {
+    auto directory = cacheHome() / std::filesystem::path(kApplicationDirectoryName);
+    if (!makeDirectories(directory)) {
+        return std::nullopt;
+    }
+    return directory;
 }
 
 std::optional<std::filesystem::path> FileManager::containerURL(std::string_view groupIdentifier) {

@@ -25,6 +25,14 @@ class FileManager {
     // The application's own data directory, <data home>/dovrel, created when missing; nothing
     // when it cannot be created.
     static std::optional<std::filesystem::path> applicationDataDirectory();
+
+    // The user's cache home: $XDG_CACHE_HOME when it is set to an absolute path, otherwise
+    // $HOME/.cache. Not created.
+    static std::filesystem::path cacheHome();
+
+    // The application's caches directory, <cache home>/dovrel, for files that can be made again
+    // (notification artwork), created when missing; nothing when it cannot be created.
+    static std::optional<std::filesystem::path> cachesDirectory();
 };
 
 }  // namespace dovrel

@@ -29,15 +29,14 @@ TEST(FatalError, SourcePathIsRelativeToTheRepositoryWithoutExtension) {
     EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "DovrelFoundation/Habit.cpp"),
               "DovrelFoundation/Habit");
     EXPECT_EQ(fatalErrorSourcePath("elsewhere/file"), "elsewhere/file");
-    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "platform/store/ManagedObjectContext.cpp"),
-              "platform/store/ManagedObjectContext");
-}
-
-TEST(FatalError, SourcePathsRelativeToTheBuildFolderLoseTheirLeadingSteps) {
+    // Relative to a build folder inside the tree, as compilers report under ccache's base_dir.
     EXPECT_EQ(fatalErrorSourcePath("../platform/store/ManagedObjectContext.cpp"),
               "platform/store/ManagedObjectContext");
-    EXPECT_EQ(fatalErrorSourcePath("./../DovrelFoundation/Model/Habit.cpp"),
+    EXPECT_EQ(fatalErrorSourcePath("../../DovrelFoundation/Model/Habit.cpp"),
               "DovrelFoundation/Habit");
+    EXPECT_EQ(fatalErrorSourcePath("./DovrelFoundation/Version.cpp"), "DovrelFoundation/Version");
+    EXPECT_EQ(fatalErrorSourcePath(DOVREL_SOURCE_ROOT "platform/store/ManagedObjectContext.cpp"),
+              "platform/store/ManagedObjectContext");
 }
 
 TEST(FatalError, TheLibrarysFilesReportTheLibraryAndTheirNameWhateverTheirFolder) {
