@@ -40,7 +40,7 @@ void Habit::registerValueTransformers() {
 // ---- Stored properties ----
 
 std::optional<Color> Habit::color() const {
-    return value("color").objectAs<Color>();
+    return attributeValue("color").objectAs<Color>();
 }
 
 void Habit::setColor(const std::optional<Color>& color) {
@@ -48,7 +48,7 @@ void Habit::setColor(const std::optional<Color>& color) {
 }
 
 std::optional<Date> Habit::creationDate() const {
-    return value("creationDate").date();
+    return attributeValue("creationDate").date();
 }
 
 void Habit::setCreationDate(std::optional<Date> date) {
@@ -56,7 +56,7 @@ void Habit::setCreationDate(std::optional<Date> date) {
 }
 
 std::optional<std::string> Habit::name() const {
-    return value("name").string();
+    return attributeValue("name").string();
 }
 
 void Habit::setName(std::optional<std::string> name) {
@@ -64,7 +64,7 @@ void Habit::setName(std::optional<std::string> name) {
 }
 
 std::optional<std::string> Habit::question() const {
-    return value("question").string();
+    return attributeValue("question").string();
 }
 
 void Habit::setQuestion(std::optional<std::string> question) {
@@ -72,7 +72,7 @@ void Habit::setQuestion(std::optional<std::string> question) {
 }
 
 bool Habit::remind() const {
-    return value("remind").boolean().value_or(false);
+    return attributeValue("remind").boolean().value_or(false);
 }
 
 void Habit::setRemind(bool remind) {
@@ -80,7 +80,7 @@ void Habit::setRemind(bool remind) {
 }
 
 std::optional<Date> Habit::remindTime() const {
-    return value("remindTime").date();
+    return attributeValue("remindTime").date();
 }
 
 void Habit::setRemindTime(std::optional<Date> time) {
@@ -88,7 +88,7 @@ void Habit::setRemindTime(std::optional<Date> time) {
 }
 
 std::optional<RepeatInterval> Habit::repeatInterval() const {
-    return value("repeatInterval").objectAs<RepeatInterval>();
+    return attributeValue("repeatInterval").objectAs<RepeatInterval>();
 }
 
 void Habit::setRepeatInterval(const std::optional<RepeatInterval>& interval) {
@@ -100,7 +100,7 @@ std::vector<std::shared_ptr<Performing>> Habit::performing() const {
 }
 
 std::optional<LastFivePerformingDates> Habit::lastFivePerformingDates() const {
-    return value("lastFivePerformingDates").objectAs<LastFivePerformingDates>();
+    return attributeValue("lastFivePerformingDates").objectAs<LastFivePerformingDates>();
 }
 
 void Habit::setLastFivePerformingDates(const std::optional<LastFivePerformingDates>& dates) {
@@ -108,7 +108,7 @@ void Habit::setLastFivePerformingDates(const std::optional<LastFivePerformingDat
 }
 
 double Habit::lastPerformingDateProgress() const {
-    return value("lastPerformingDateProgress").real().value_or(0.0);
+    return attributeValue("lastPerformingDateProgress").real().value_or(0.0);
 }
 
 void Habit::setLastPerformingDateProgress(double progress) {

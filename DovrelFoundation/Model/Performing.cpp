@@ -18,7 +18,7 @@ const store::EntityDescription& Performing::classEntity() {
 std::optional<Date> Performing::date() const {
     // A stored number that no calendar can place (another program may write any number into the
     // column) is no date: such a checkmark is ignored like one without a date.
-    const auto date = value("date").date();
+    const auto date = attributeValue("date").date();
     if (date && !isRepresentable(*date)) {
         return std::nullopt;
     }

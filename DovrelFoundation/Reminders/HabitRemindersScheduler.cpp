@@ -11,7 +11,6 @@
 #include "DovrelFoundation/Persistence/CoreDataManager.h"
 #include "DovrelFoundation/Reminders/HabitReminderIdentifiers.h"
 #include "DovrelFoundation/Reminders/NextReminderBatch.h"
-#include "platform/dispatch/DispatchGroup.h"
 #include "platform/dispatch/DispatchQueue.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/FatalError.h"
@@ -23,7 +22,10 @@ namespace dovrel {
 // What a reminder needs of a habit, copied on the thread that reads the habit so that no
 // managed object leaves its context.
 struct HabitRemindersScheduler::HabitProjectionForReminder {
-    std::string objectIDURIRepresentation;
+    // The identifier is kept as a value and written as its URI only for the reminders made:
+    // a long list of habits reaches the notification center with at most 32 of them.
+    store::ManagedObjectID objectID;
+    std::string objectIDURIRepresentation() const { return objectID.uriRepresentation(); }
     std::string title;
     std::optional<std::string> body;
     std::optional<Date> nextReminder;
@@ -101,14 +103,12 @@ std::shared_ptr<HabitsReschedulingStack> HabitRemindersScheduler::habitsReschedu
                 if (!self) {
                     return;
                 }
-                self->userNotificationCenter_->getPendingNotificationRequests(
-                    [weakSelf, uris = std::move(uris), done = std::move(done)](
-                        std::vector<notifications::NotificationRequest> pending) {
-                        auto self = weakSelf.lock();
-                        if (!self) {
-                            return;
+                // The work runs where the center calls back, as its answers would.
+                self->userNotificationCenter_->callbackQueue().async(
+                    [weakSelf, uris = std::move(uris), done = std::move(done)]() mutable {
+                        if (auto self = weakSelf.lock()) {
+                            self->reschedule(uris, std::move(done));
                         }
-                        self->reschedule(pending, uris, done);
                     });
             });
     }
@@ -124,38 +124,34 @@ void HabitRemindersScheduler::rescheduleRemindersForAllHabits(
     });
 }
 
-void HabitRemindersScheduler::reschedule(
-    const std::vector<notifications::NotificationRequest>& pending,
-    const std::vector<std::string>& habitURIRepresentations, std::function<void()> done) {
+void HabitRemindersScheduler::reschedule(const std::vector<std::string>& habitURIRepresentations,
+                                         std::function<void()> done) {
     // Every calendar reminder goes; postponed ones only for the habits named.
-    const std::set<std::string> cleaned(habitURIRepresentations.begin(),
-                                        habitURIRepresentations.end());
-    std::vector<std::string> removed;
-    for (const auto& request : pending) {
-        const bool calendarTriggered =
-            request.trigger &&
-            std::holds_alternative<notifications::CalendarNotificationTrigger>(*request.trigger);
-        bool postponedOfCleanedHabit = false;
-        if (!calendarTriggered && !cleaned.empty()) {
-            const auto found = request.content.userInfo.find(kHabitURIRepresentationKey);
-            if (found != request.content.userInfo.end()) {
-                const auto* uri = std::get_if<std::string>(&found->second);
-                postponedOfCleanedHabit = uri != nullptr && cleaned.contains(*uri);
-            }
+    auto removing = [cleaned = std::set<std::string>(habitURIRepresentations.begin(),
+                                                     habitURIRepresentations.end())](
+                        const notifications::NotificationRequest& request) {
+        if (request.trigger &&
+            std::holds_alternative<notifications::CalendarNotificationTrigger>(*request.trigger)) {
+            return true;
         }
-        if (calendarTriggered || postponedOfCleanedHabit) {
-            removed.push_back(request.identifier);
+        if (cleaned.empty()) {
+            return false;
         }
-    }
-    if (!removed.empty()) {
-        userNotificationCenter_->removePendingNotificationRequests(removed);
-    }
+        const auto found = request.content.userInfo.find(kHabitURIRepresentationKey);
+        if (found == request.content.userInfo.end()) {
+            return false;
+        }
+        const auto* uri = std::get_if<std::string>(&found->second);
+        return uri != nullptr && cleaned.contains(*uri);
+    };
 
-    std::vector<HabitProjectionForReminder> projections;
+    std::weak_ptr<HabitRemindersScheduler> weakSelf = weak_from_this();
+    std::vector<notifications::NotificationRequest> requests;
     try {
-        projections = fetchProjections();
+        requests = requestsFor(fetchProjections());
     } catch (const Error& error) {
-        std::weak_ptr<HabitRemindersScheduler> weakSelf = weak_from_this();
+        // The removals stand; nothing is scheduled until the next rescheduling succeeds.
+        userNotificationCenter_->replacePendingNotificationRequests(std::move(removing), {});
         DispatchQueue::main().async([weakSelf, error] {
             if (auto self = weakSelf.lock()) {
                 self->analyticsTracker_->trackError(error);
@@ -164,7 +160,16 @@ void HabitRemindersScheduler::reschedule(
         done();
         return;
     }
-    scheduleProjections(projections, std::move(done));
+    // The old reminders go and the new ones come in one transaction of the center, so that
+    // another process rescheduling at the same time leaves its own complete set or this one,
+    // never both or a mix. This runs on the center's callback queue already: the replacement is
+    // made here rather than answered there once more.
+    try {
+        userNotificationCenter_->replacePendingRequests(removing, requests);
+    } catch (const Error& error) {
+        analyticsTracker_->trackError(error);
+    }
+    DispatchQueue::global(DispatchQoS::background).async(std::move(done));
 }
 
 std::vector<HabitRemindersScheduler::HabitProjectionForReminder>
@@ -178,14 +183,40 @@ HabitRemindersScheduler::fetchProjections() {
         // Every habit's next reminder at the same instant, with the day arithmetic shared.
         NextReminderBatch nextReminders(Clock::now());
         const auto habits = context->fetch(Habit::fetchRequest(std::nullopt, false));
-        projections.reserve(habits.size());
-        for (const auto& habit : habits) {
-            if (!habit->remind()) {
+        // Only the habits whose next reminder is among the kMaximumNumberOfNotifications
+        // earliest can have a reminder scheduled (a later day of a habit is never earlier than
+        // its first), so only they are snapshot: the same requests come out as from a snapshot
+        // of every habit, without copying the texts of a long list. Occurrence::projection is
+        // the habit's index in the fetch here.
+        std::vector<Occurrence> candidates;
+        std::vector<std::optional<Date>> nextReminderOf(habits.size());
+        for (std::size_t index = 0; index < habits.size(); ++index) {
+            const Habit& habit = *habits[index];
+            if (!habit.remind() || habit.attributeValue("name").isNull()) {
                 continue;
             }
-            if (auto made = projection(*habit, nextReminders)) {
-                projections.push_back(std::move(*made));
+            nextReminderOf[index] = nextReminders.nextReminder(habit);
+            const auto& next = nextReminderOf[index];
+            if (next && std::isfinite(next->timeIntervalSinceReferenceDate())) {
+                candidates.push_back(Occurrence{*next, index});
             }
+        }
+        if (candidates.size() > kMaximumNumberOfNotifications) {
+            std::nth_element(candidates.begin(),
+                             candidates.begin() + kMaximumNumberOfNotifications - 1,
+                             candidates.end(), isEarlier);
+            candidates.resize(kMaximumNumberOfNotifications);
+            std::sort(candidates.begin(), candidates.end(),
+                      [](const Occurrence& a, const Occurrence& b) {
+                          return a.projection < b.projection;
+                      });
+        }
+        projections.reserve(candidates.size());
+        for (const auto& candidate : candidates) {
+            const Habit& habit = *habits[candidate.projection];
+            projections.push_back(HabitProjectionForReminder{habit.objectID(), *habit.name(),
+                                                             habit.question(),
+                                                             nextReminderOf[candidate.projection]});
         }
     });
     return projections;
@@ -197,15 +228,15 @@ HabitRemindersScheduler::projection(const Habit& habit, NextReminderBatch& nextR
     if (!name) {
         return std::nullopt;
     }
-    return HabitProjectionForReminder{habit.objectID().uriRepresentation(), std::move(*name),
-                                      habit.question(), nextReminders.nextReminder(habit)};
+    return HabitProjectionForReminder{habit.objectID(), std::move(*name), habit.question(),
+                                      nextReminders.nextReminder(habit)};
 }
 
-void HabitRemindersScheduler::scheduleProjections(
-    const std::vector<HabitProjectionForReminder>& projections, std::function<void()> done) {
+std::vector<notifications::NotificationRequest> HabitRemindersScheduler::requestsFor(
+    const std::vector<HabitProjectionForReminder>& projections) const {
+    std::vector<notifications::NotificationRequest> requests;
     if (projections.empty()) {
-        done();
-        return;
+        return requests;
     }
 
     // The occurrences are every projection's next reminder and the two following calendar days,
@@ -252,8 +283,7 @@ void HabitRemindersScheduler::scheduleProjections(
         occurrences.resize(kMaximumNumberOfNotifications);
     }
 
-    DispatchGroup group;
-    std::weak_ptr<HabitRemindersScheduler> weakSelf = weak_from_this();
+    requests.reserve(occurrences.size());
     std::int64_t number = 0;
     for (const auto& occurrence : occurrences) {
         ++number;
@@ -266,20 +296,10 @@ void HabitRemindersScheduler::scheduleProjections(
         components.minute = all.minute;
         notifications::CalendarNotificationTrigger trigger(std::move(components), false,
                                                            calendar_.calendarIdentifier());
-        const auto request = makeRequest(projections[occurrence.projection], std::move(trigger),
-                                         occurrence.date, occurrence.date, number);
-        group.enter();
-        userNotificationCenter_->add(request,
-                                     [weakSelf, group](std::optional<Error> error) mutable {
-                                         if (error) {
-                                             if (auto self = weakSelf.lock()) {
-                                                 self->analyticsTracker_->trackError(*error);
-                                             }
-                                         }
-                                         group.leave();
-                                     });
+        requests.push_back(makeRequest(projections[occurrence.projection], std::move(trigger),
+                                       occurrence.date, occurrence.date, number));
     }
-    group.notify(DispatchQueue::global(DispatchQoS::background), std::move(done));
+    return requests;
 }
 
 void HabitRemindersScheduler::scheduleReminder(const Habit& habit, TimeInterval after,
@@ -318,7 +338,7 @@ notifications::NotificationRequest HabitRemindersScheduler::makeRequest(
         projection.body ? *projection.body : Localization::localizedString(kDefaultBodyKey);
     content.sound = notifications::NotificationSound::defaultSound();
     content.badge = badge;
-    content.userInfo.emplace(kHabitURIRepresentationKey, projection.objectIDURIRepresentation);
+    content.userInfo.emplace(kHabitURIRepresentationKey, projection.objectIDURIRepresentation());
     if (firstNotificationDate) {
         content.userInfo.emplace(kFirstNotificationDateKey, *firstNotificationDate);
     }

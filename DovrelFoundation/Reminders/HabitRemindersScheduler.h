@@ -32,7 +32,10 @@ class NextReminderBatch;
 // reminding habits together: each habit's next reminder and the same time on the two following
 // calendar days, earliest first (equal dates keep the habits' fetch order), numbered 1, 2, 3...
 // as their badges, each with a non-repeating calendar trigger on the year, month, day, hour and
-// minute of its date in calendar() (seconds dropped). Full reschedulings go through
+// minute of its date in calendar() (seconds dropped). The removals and the additions are one
+// replacement in the center (replacePendingNotificationRequests), so that two processes
+// rescheduling at once leave the complete set of one of them, never both or a mix; when the
+// fetch fails, the removals alone are made. Full reschedulings go through
 // habitsReschedulingStack(), so that one runs at a time and requests that come meanwhile are
 // merged into one next run.
 //
@@ -135,14 +138,15 @@ class HabitRemindersScheduler : public std::enable_shared_from_this<HabitReminde
     static std::optional<HabitProjectionForReminder> projection(const Habit& habit,
                                                                 NextReminderBatch& nextReminders);
 
-    // The stack's work: removal, fetch and scheduling, ending with `done`.
-    void reschedule(const std::vector<notifications::NotificationRequest>& pending,
-                    const std::vector<std::string>& habitURIRepresentations,
+    // The stack's work: fetch, then removal and scheduling in one replacement of the center's
+    // pending requests, ending with `done`.
+    void reschedule(const std::vector<std::string>& habitURIRepresentations,
                     std::function<void()> done);
     // Reads every reminding habit with a name, in fetch order; throws the fetch's Error.
     std::vector<HabitProjectionForReminder> fetchProjections();
-    void scheduleProjections(const std::vector<HabitProjectionForReminder>& projections,
-                             std::function<void()> done);
+    // The requests of the earliest occurrences of the projections, numbered 1, 2, 3, ...
+    std::vector<notifications::NotificationRequest> requestsFor(
+        const std::vector<HabitProjectionForReminder>& projections) const;
 
     notifications::NotificationRequest makeRequest(const HabitProjectionForReminder& projection,
                                                    notifications::NotificationTrigger trigger,

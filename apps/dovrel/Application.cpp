@@ -1,11 +1,15 @@
 #include "apps/dovrel/Application.h"
 
+#include <atomic>
 #include <chrono>
 #include <string>
 
 #include "DovrelFoundation/Analytics/ConsoleLoggingAnalyticsService.h"
 #include "DovrelFoundation/Model/HabitModel.h"
 #include "DovrelFoundation/Persistence/ContextExtensions.h"
+#include "DovrelFoundation/Reminders/HabitRemindersScheduler.h"
+#include "DovrelFoundation/Reminders/IconBadgeService.h"
+#include "DovrelFoundation/Reminders/UserNotificationService.h"
 #include "DovrelFoundation/Settings/Constants.h"
 #include "DovrelFoundation/Settings/StaticRemoteConfigService.h"
 #include "apps/dovrel/CommandErrors.h"
@@ -14,6 +18,7 @@
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/FileManager.h"
 #include "platform/foundation/Logging.h"
+#include "platform/foundation/UserDefaults.h"
 #include "platform/store/StoreError.h"
 #include "platform/widgets/WidgetCenter.h"
 
@@ -142,6 +147,64 @@ void Application::save(const std::function<void(store::ManagedObjectContext&)>& 
 void Application::habitsChanged() const {
     settings_->setNumberOfHabits(numberOfHabits(context()));
     widgets::WidgetCenter::shared().reloadTimelines(Habit::kWidgetKind);
+    rescheduleReminders();
+}
+
+notifications::UserNotificationCenter& Application::notificationCenter() const {
+    if (!notificationCenter_) {
+        const auto container = FileManager::containerURL(Constants::appGroupIdentifier);
+        const auto applicationStore = container ? *container / kStoreFileName : storePath_;
+        try {
+            if (storePath_ == applicationStore) {
+                notificationCenter_ = notifications::UserNotificationCenter::forApplicationGroup(
+                    Constants::appGroupIdentifier);
+            } else {
+                // The switch for reminders stays the user's one switch.
+                notificationCenter_ = notifications::UserNotificationCenter::atPath(
+                    storePath_.parent_path() /
+                        notifications::UserNotificationCenter::kStoreFileName,
+                    UserDefaults(Constants::appGroupIdentifier).path());
+            }
+        } catch (const Error& error) {
+            throw CommandError(text("Cli.Error.Reminders.Unavailable",
+                                    {{"detail", error.localizedDescription()}}));
+        }
+    }
+    return *notificationCenter_;
+}
+
+HabitRemindersScheduler& Application::remindersScheduler() const {
+    if (!remindersScheduler_) {
+        notificationCenter();
+        remindersScheduler_ = HabitRemindersScheduler::create(
+            coreDataManager_, notificationCenter_, settings_,
+            std::make_shared<IconBadgeService>(Constants::appGroupIdentifier), tracker_);
+    }
+    return *remindersScheduler_;
+}
+
+UserNotificationService& Application::notificationService() const {
+    if (!notificationService_) {
+        remindersScheduler();
+        notificationService_ = UserNotificationService::create(
+            notificationCenter_, remindersScheduler_, coreDataManager_,
+            remindersScheduler_->iconBadgeService(), tracker_);
+        notificationService_->registerNotificationCategories();
+    }
+    return *notificationService_;
+}
+
+void Application::rescheduleReminders() const {
+    auto finished = std::make_shared<std::atomic<bool>>(false);
+    remindersScheduler().rescheduleRemindersForAllHabits({}, [finished] { *finished = true; });
+    waitUntil([&] { return finished->load(); });
+}
+
+void Application::waitUntil(const std::function<bool()>& finished) const {
+    MainRunLoop::runUntil(finished, std::chrono::minutes(1));
+    if (!finished()) {
+        throw CommandError(text("Cli.Error.Reminders.Timeout"));
+    }
 }
 
 }  // namespace dovrel::cli

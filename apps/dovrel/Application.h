@@ -10,7 +10,13 @@
 #include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Analytics/AnalyticsTracker.h"
 #include "DovrelFoundation/Settings/ApplicationSettingsService.h"
+#include "platform/notifications/UserNotificationCenter.h"
 #include "platform/store/ManagedObjectContext.h"
+
+namespace dovrel {
+class HabitRemindersScheduler;
+class UserNotificationService;
+}  // namespace dovrel
 
 namespace dovrel::cli {
 
@@ -58,14 +64,36 @@ class Application {
     void save(const std::function<void(store::ManagedObjectContext&)>& changes) const;
 
     // Asks the widgets to show the store's new state, as the library does after its own changes,
-    // and keeps the settings' number of habits (which the widget reads) up to date.
+    // keeps the settings' number of habits (which the widget reads) up to date, and reschedules
+    // the reminders (rescheduleReminders()).
     void habitsChanged() const;
+
+    // The reminders, made on first use, so that a command that does not touch them opens
+    // nothing: the notification center of the store (the application group's center for the
+    // application's store; for a store named with --store, a center in the same folder, so that
+    // looking into another store never replaces the application's reminders), the scheduler,
+    // and the notification service that answers reminders as their buttons do (the center's
+    // delegate, with the reminder category registered).
+    notifications::UserNotificationCenter& notificationCenter() const;
+    HabitRemindersScheduler& remindersScheduler() const;
+    UserNotificationService& notificationService() const;
+
+    // A full rescheduling of the reminders of every habit, as the application asks for after a
+    // change; returns when it has finished.
+    void rescheduleReminders() const;
+
+    // Runs the main queue (where the view context's work and some completions run) until
+    // `finished` answers true. A CommandError when that takes more than a minute.
+    void waitUntil(const std::function<bool()>& finished) const;
 
   private:
     std::filesystem::path storePath_;
     std::shared_ptr<AnalyticsTracker> tracker_;
     std::shared_ptr<CoreDataManager> coreDataManager_;
     std::shared_ptr<ApplicationSettingsService> settings_;
+    mutable std::shared_ptr<notifications::UserNotificationCenter> notificationCenter_;
+    mutable std::shared_ptr<HabitRemindersScheduler> remindersScheduler_;
+    mutable std::shared_ptr<UserNotificationService> notificationService_;
 };
 
 }  // namespace dovrel::cli

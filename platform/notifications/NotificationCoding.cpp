@@ -1,5 +1,7 @@
 #include "platform/notifications/NotificationCoding.h"
 
+#include "platform/notifications/JsonWriter.h"
+
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -15,14 +17,38 @@ namespace {
 using Json = nlohmann::json;
 
 // JSON has no NaN or infinity; those travel as texts.
-Json encodeReal(double value) {
+void writeReal(JsonWriter& writer, double value) {
     if (std::isnan(value)) {
-        return "nan";
+        writer.text("nan");
+    } else if (std::isinf(value)) {
+        writer.text(value > 0 ? "inf" : "-inf");
+    } else {
+        writer.real(value);
     }
-    if (std::isinf(value)) {
-        return value > 0 ? "inf" : "-inf";
-    }
-    return value;
+}
+
+void writeUserInfoValue(JsonWriter& writer, const UserInfoValue& value) {
+    writer.beginObject();
+    std::visit(
+        [&](const auto& held) {
+            using T = std::decay_t<decltype(held)>;
+            if constexpr (std::is_same_v<T, std::string>) {
+                writer.key("type").text("text").key("value").text(held);
+            } else if constexpr (std::is_same_v<T, Date>) {
+                writer.key("type").text("date").key("value");
+                writeReal(writer, held.timeIntervalSinceReferenceDate());
+            } else if constexpr (std::is_same_v<T, std::int64_t>) {
+                writer.key("type").text("integer").key("value").integer(held);
+            } else if constexpr (std::is_same_v<T, double>) {
+                writer.key("type").text("double").key("value");
+                writeReal(writer, held);
+            } else {
+                static_assert(std::is_same_v<T, bool>);
+                writer.key("type").text("bool").key("value").boolean(held);
+            }
+        },
+        value);
+    writer.endObject();
 }
 
 [[noreturn]] void fail(const std::string& what) {
@@ -101,27 +127,6 @@ Json parse(const std::string& text) {
     return document;
 }
 
-Json encodeUserInfoValue(const UserInfoValue& value) {
-    return std::visit(
-        [](const auto& held) -> Json {
-            using T = std::decay_t<decltype(held)>;
-            if constexpr (std::is_same_v<T, std::string>) {
-                return {{"type", "text"}, {"value", held}};
-            } else if constexpr (std::is_same_v<T, Date>) {
-                return {{"type", "date"},
-                        {"value", encodeReal(held.timeIntervalSinceReferenceDate())}};
-            } else if constexpr (std::is_same_v<T, std::int64_t>) {
-                return {{"type", "integer"}, {"value", held}};
-            } else if constexpr (std::is_same_v<T, double>) {
-                return {{"type", "double"}, {"value", encodeReal(held)}};
-            } else {
-                static_assert(std::is_same_v<T, bool>);
-                return {{"type", "bool"}, {"value", held}};
-            }
-        },
-        value);
-}
-
 UserInfoValue decodeUserInfoValue(const Json& encoded) {
     const std::string type = text(member(encoded, "type"), "a user-info type");
     const Json& value = member(encoded, "value");
@@ -165,21 +170,24 @@ constexpr ComponentField kComponentFields[] = {
 }  // namespace
 
 std::string encodeContent(const NotificationContent& content) {
-    Json userInfo = Json::object();
+    JsonWriter writer;
+    writer.beginObject();
+    writer.key("title").text(content.title);
+    writer.key("subtitle").text(content.subtitle);
+    writer.key("body").text(content.body);
+    writer.key("sound");
+    content.sound ? writer.text(content.sound->name) : writer.null();
+    writer.key("badge");
+    content.badge ? writer.integer(*content.badge) : writer.null();
+    writer.key("categoryIdentifier").text(content.categoryIdentifier);
+    writer.key("userInfo").beginObject();
     for (const auto& [key, value] : content.userInfo) {
-        userInfo[key] = encodeUserInfoValue(value);
+        writer.key(key);
+        writeUserInfoValue(writer, value);
     }
-    Json document = {
-        {"title", content.title},
-        {"subtitle", content.subtitle},
-        {"body", content.body},
-        {"sound", content.sound ? Json(content.sound->name) : Json(nullptr)},
-        {"badge", content.badge ? Json(*content.badge) : Json(nullptr)},
-        {"categoryIdentifier", content.categoryIdentifier},
-        {"userInfo", std::move(userInfo)},
-    };
-    // Texts that are not UTF-8 are kept with the replacement character rather than refused.
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace);
+    writer.endObject();
+    writer.endObject();
+    return writer.take();
 }
 
 NotificationContent decodeContent(const std::string& encoded) {
@@ -207,33 +215,33 @@ NotificationContent decodeContent(const std::string& encoded) {
 }
 
 std::string encodeTrigger(const NotificationTrigger& trigger) {
-    Json document;
+    JsonWriter writer;
+    writer.beginObject();
     if (const auto* calendar = std::get_if<CalendarNotificationTrigger>(&trigger)) {
-        Json components = Json::object();
+        writer.key("kind").text("calendar");
+        writer.key("components").beginObject();
         for (const auto& [name, field] : kComponentFields) {
             if (const auto& value = calendar->dateComponents().*field) {
-                components[name] = *value;
+                writer.key(name).integer(*value);
             }
         }
         if (const auto& leap = calendar->dateComponents().isLeapMonth) {
-            components["isLeapMonth"] = *leap;
+            writer.key("isLeapMonth").boolean(*leap);
         }
-        document = {
-            {"kind", "calendar"},
-            {"components", std::move(components)},
-            {"repeats", calendar->repeats()},
-            {"calendar", calendar->calendarIdentifier() ? Json(*calendar->calendarIdentifier())
-                                                        : Json(nullptr)},
-        };
+        writer.endObject();
+        writer.key("repeats").boolean(calendar->repeats());
+        writer.key("calendar");
+        calendar->calendarIdentifier() ? writer.text(*calendar->calendarIdentifier())
+                                       : writer.null();
     } else {
         const auto& interval = std::get<TimeIntervalNotificationTrigger>(trigger);
-        document = {
-            {"kind", "timeInterval"},
-            {"interval", encodeReal(interval.timeInterval())},
-            {"repeats", interval.repeats()},
-        };
+        writer.key("kind").text("timeInterval");
+        writer.key("interval");
+        writeReal(writer, interval.timeInterval());
+        writer.key("repeats").boolean(interval.repeats());
     }
-    return document.dump(-1, ' ', false, Json::error_handler_t::replace);
+    writer.endObject();
+    return writer.take();
 }
 
 NotificationTrigger decodeTrigger(const std::string& encoded) {

@@ -25,17 +25,16 @@ struct SQLiteFailure {
     throw SQLiteFailure{code, sqlite3_errmsg(database)};
 }
 
-// One prepared statement, finalized when the scope ends.
+// One use of a prepared statement that the store keeps: bound, stepped, and reset (with its
+// bindings cleared) when the scope ends, ready for the next use.
 class Statement {
   public:
-    Statement(sqlite3* database, std::string_view sql) : database_(database) {
-        const int code = sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()),
-                                            &statement_, nullptr);
-        if (code != SQLITE_OK) {
-            failWith(database, code);
-        }
+    Statement(sqlite3* database, sqlite3_stmt* prepared)
+        : database_(database), statement_(prepared) {}
+    ~Statement() {
+        sqlite3_reset(statement_);
+        sqlite3_clear_bindings(statement_);
     }
-    ~Statement() { sqlite3_finalize(statement_); }
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
 
@@ -225,10 +224,25 @@ void NotificationStore::run(const char* begin, const Body& body) {
     }
 }
 
+sqlite3_stmt* NotificationStore::prepared(const char* sql) {
+    auto& statement = statements_[sql];
+    if (!statement) {
+        sqlite3_stmt* made = nullptr;
+        const int code =
+            sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &made, nullptr);
+        if (code != SQLITE_OK) {
+            failWith(database_.get(), code);
+        }
+        statement.reset(made);
+    }
+    return statement.get();
+}
+
 std::vector<PendingRow> NotificationStore::Transaction::pendingRows() {
-    Statement statement(store_.database_.get(),
-                        "SELECT sequence, identifier, content, trigger, added_date, fire_date, "
-                        "last_fire_date FROM pending ORDER BY sequence");
+    Statement statement(
+        store_.database_.get(),
+        store_.prepared("SELECT sequence, identifier, content, trigger, added_date, fire_date, "
+                        "last_fire_date FROM pending ORDER BY sequence"));
     std::vector<PendingRow> rows;
     while (statement.step()) {
         PendingRow row;
@@ -244,20 +258,20 @@ std::vector<PendingRow> NotificationStore::Transaction::pendingRows() {
     return rows;
 }
 
-void NotificationStore::Transaction::insertPending(const std::string& identifier,
-                                                   const std::string& content,
-                                                   const std::optional<std::string>& trigger,
-                                                   double addedDate,
-                                                   std::optional<double> fireDate) {
-    Statement statement(store_.database_.get(),
-                        "INSERT INTO pending (identifier, content, trigger, added_date, fire_date) "
-                        "VALUES (?1, ?2, ?3, ?4, ?5)");
+std::int64_t NotificationStore::Transaction::insertPending(
+    const std::string& identifier, const std::string& content,
+    const std::optional<std::string>& trigger, double addedDate, std::optional<double> fireDate) {
+    Statement statement(
+        store_.database_.get(),
+        store_.prepared("INSERT INTO pending (identifier, content, trigger, added_date, fire_date) "
+                        "VALUES (?1, ?2, ?3, ?4, ?5)"));
     statement.bind(1, identifier);
     statement.bind(2, content);
     statement.bind(3, trigger);
     statement.bind(4, addedDate);
     statement.bind(5, fireDate);
     statement.run();
+    return sqlite3_last_insert_rowid(store_.database_.get());
 }
 
 void NotificationStore::Transaction::updatePendingDates(std::int64_t sequence,
@@ -265,7 +279,8 @@ void NotificationStore::Transaction::updatePendingDates(std::int64_t sequence,
                                                         std::optional<double> lastFireDate) {
     Statement statement(
         store_.database_.get(),
-        "UPDATE pending SET fire_date = ?2, last_fire_date = ?3 WHERE sequence = ?1");
+        store_.prepared(
+            "UPDATE pending SET fire_date = ?2, last_fire_date = ?3 WHERE sequence = ?1"));
     statement.bind(1, sequence);
     statement.bind(2, fireDate);
     statement.bind(3, lastFireDate);
@@ -273,25 +288,27 @@ void NotificationStore::Transaction::updatePendingDates(std::int64_t sequence,
 }
 
 void NotificationStore::Transaction::deletePending(const std::string& identifier) {
-    Statement statement(store_.database_.get(), "DELETE FROM pending WHERE identifier = ?1");
+    Statement statement(store_.database_.get(),
+                        store_.prepared("DELETE FROM pending WHERE identifier = ?1"));
     statement.bind(1, identifier);
     statement.run();
 }
 
 void NotificationStore::Transaction::deletePendingRow(std::int64_t sequence) {
-    Statement statement(store_.database_.get(), "DELETE FROM pending WHERE sequence = ?1");
+    Statement statement(store_.database_.get(),
+                        store_.prepared("DELETE FROM pending WHERE sequence = ?1"));
     statement.bind(1, sequence);
     statement.run();
 }
 
 void NotificationStore::Transaction::deleteAllPending() {
-    Statement(store_.database_.get(), "DELETE FROM pending").run();
+    Statement(store_.database_.get(), store_.prepared("DELETE FROM pending")).run();
 }
 
 std::vector<DeliveredRow> NotificationStore::Transaction::deliveredRows() {
-    Statement statement(
-        store_.database_.get(),
-        "SELECT sequence, identifier, date, content, trigger FROM delivered ORDER BY sequence");
+    Statement statement(store_.database_.get(),
+                        store_.prepared("SELECT sequence, identifier, date, content, trigger FROM "
+                                        "delivered ORDER BY sequence"));
     std::vector<DeliveredRow> rows;
     while (statement.step()) {
         DeliveredRow row;
@@ -308,9 +325,10 @@ std::vector<DeliveredRow> NotificationStore::Transaction::deliveredRows() {
 void NotificationStore::Transaction::insertDelivered(const std::string& identifier, double date,
                                                      const std::string& content,
                                                      const std::optional<std::string>& trigger) {
-    Statement statement(store_.database_.get(),
-                        "INSERT INTO delivered (identifier, date, content, trigger) "
-                        "VALUES (?1, ?2, ?3, ?4)");
+    Statement statement(
+        store_.database_.get(),
+        store_.prepared("INSERT INTO delivered (identifier, date, content, trigger) "
+                        "VALUES (?1, ?2, ?3, ?4)"));
     statement.bind(1, identifier);
     statement.bind(2, date);
     statement.bind(3, content);
@@ -319,18 +337,19 @@ void NotificationStore::Transaction::insertDelivered(const std::string& identifi
 }
 
 void NotificationStore::Transaction::deleteDelivered(const std::string& identifier) {
-    Statement statement(store_.database_.get(), "DELETE FROM delivered WHERE identifier = ?1");
+    Statement statement(store_.database_.get(),
+                        store_.prepared("DELETE FROM delivered WHERE identifier = ?1"));
     statement.bind(1, identifier);
     statement.run();
 }
 
 void NotificationStore::Transaction::deleteAllDelivered() {
-    Statement(store_.database_.get(), "DELETE FROM delivered").run();
+    Statement(store_.database_.get(), store_.prepared("DELETE FROM delivered")).run();
 }
 
 std::vector<std::string> NotificationStore::Transaction::categories() {
     Statement statement(store_.database_.get(),
-                        "SELECT category FROM categories ORDER BY position");
+                        store_.prepared("SELECT category FROM categories ORDER BY position"));
     std::vector<std::string> categories;
     while (statement.step()) {
         // A damaged row reads as an empty text, which does not decode and is skipped there.
@@ -340,11 +359,12 @@ std::vector<std::string> NotificationStore::Transaction::categories() {
 }
 
 void NotificationStore::Transaction::replaceCategories(const std::vector<std::string>& categories) {
-    Statement(store_.database_.get(), "DELETE FROM categories").run();
+    Statement(store_.database_.get(), store_.prepared("DELETE FROM categories")).run();
     std::int64_t position = 0;
     for (const auto& category : categories) {
-        Statement statement(store_.database_.get(),
-                            "INSERT INTO categories (position, category) VALUES (?1, ?2)");
+        Statement statement(
+            store_.database_.get(),
+            store_.prepared("INSERT INTO categories (position, category) VALUES (?1, ?2)"));
         statement.bind(1, position++);
         statement.bind(2, category);
         statement.run();

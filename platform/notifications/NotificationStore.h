@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -76,9 +77,10 @@ class NotificationStore {
     class Transaction {
       public:
         std::vector<PendingRow> pendingRows();
-        void insertPending(const std::string& identifier, const std::string& content,
-                           const std::optional<std::string>& trigger, double addedDate,
-                           std::optional<double> fireDate);
+        // Returns the new row's sequence.
+        std::int64_t insertPending(const std::string& identifier, const std::string& content,
+                                   const std::optional<std::string>& trigger, double addedDate,
+                                   std::optional<double> fireDate);
         void updatePendingDates(std::int64_t sequence, std::optional<double> fireDate,
                                 std::optional<double> lastFireDate);
         void deletePending(const std::string& identifier);
@@ -112,6 +114,14 @@ class NotificationStore {
     std::string errorDomain_;
     std::unique_ptr<sqlite3, Closer> database_;
     std::mutex mutex_;
+    // The statements of the transactions, prepared once per connection and kept by their SQL
+    // text (the literals of the .cpp file); used under mutex_. Declared after the connection so
+    // that they are finalized before it closes.
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
+    };
+    std::map<const char*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
+    sqlite3_stmt* prepared(const char* sql);
 };
 
 }  // namespace dovrel::notifications

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <mutex>
 #include <set>
+#include <unordered_map>
 #include <utility>
 
 #include "platform/foundation/Clock.h"
@@ -51,8 +52,11 @@ std::optional<Date> triggerDate(const std::optional<NotificationTrigger>& trigge
 }
 
 // The request of a pending row, or nothing (and a warning) when the row is damaged.
+// The trigger date is computed only when `withTriggerDate` (a calendar trigger's date is a walk
+// through the calendar).
 std::optional<DecodedPending> decodePending(const PendingRow& row,
-                                            const std::filesystem::path& file) {
+                                            const std::filesystem::path& file,
+                                            bool withTriggerDate = true) {
     try {
         if (!row.content || !row.addedDate) {
             throw NotificationDecodingError("a column is missing or of the wrong type");
@@ -64,7 +68,9 @@ std::optional<DecodedPending> decodePending(const PendingRow& row,
             pending.request.trigger = decodeTrigger(*row.trigger);
         }
         pending.addedDate = Date(*row.addedDate);
-        pending.triggerDate = triggerDate(pending.request.trigger, row, pending.addedDate);
+        if (withTriggerDate) {
+            pending.triggerDate = triggerDate(pending.request.trigger, row, pending.addedDate);
+        }
         return DecodedPending{std::move(pending), &row};
     } catch (const NotificationDecodingError& error) {
         notificationsLogger().warn("Skipped the damaged pending request \"{}\" in {}: {}",
@@ -113,6 +119,12 @@ struct UserNotificationCenter::Implementation {
     DispatchQueue callbackQueue{kCallbackQueueLabel};
     mutable std::mutex delegateMutex;
     std::weak_ptr<UserNotificationCenterDelegate> delegate;
+    // The requests of pending rows that this center wrote or has decoded, by row sequence. A
+    // row's request never changes (a replaced request gets a new row) and sequences are never
+    // reused, so a known sequence needs no decoding. Rows that are no longer pending are dropped
+    // at each replacement.
+    std::unordered_map<std::int64_t, NotificationRequest> knownRequests;
+    std::mutex knownRequestsMutex;
 
     std::vector<PendingNotificationRequest> pending() {
         std::vector<PendingNotificationRequest> result;
@@ -301,35 +313,143 @@ std::vector<NotificationCategory> UserNotificationCenter::notificationCategories
 
 // Pending requests.
 
-void UserNotificationCenter::add(const NotificationRequest& request,
-                                 std::function<void(std::optional<Error>)> completion) {
-    std::optional<Error> error;
-    try {
-        const std::string content = encodeContent(request.content);
-        std::optional<std::string> trigger;
-        std::optional<double> fireDate;
-        const Date now = Clock::now();
+namespace {
+
+// A request as it is written: its encoded content and trigger, and a time-interval trigger's fire
+// date fixed now.
+struct EncodedRequest {
+    const NotificationRequest* request;
+    std::string content;
+    std::optional<std::string> trigger;
+    std::optional<double> fireDate;
+};
+
+std::vector<EncodedRequest> encodeRequests(const std::vector<NotificationRequest>& requests,
+                                           Date now) {
+    std::vector<EncodedRequest> encoded;
+    encoded.reserve(requests.size());
+    for (const auto& request : requests) {
+        EncodedRequest entry{&request, encodeContent(request.content), std::nullopt, std::nullopt};
         if (request.trigger) {
-            trigger = encodeTrigger(*request.trigger);
+            entry.trigger = encodeTrigger(*request.trigger);
             if (const auto* interval =
                     std::get_if<TimeIntervalNotificationTrigger>(&*request.trigger)) {
-                fireDate = (now + interval->timeInterval()).timeIntervalSinceReferenceDate();
+                entry.fireDate = (now + interval->timeInterval()).timeIntervalSinceReferenceDate();
             }
         }
+        encoded.push_back(std::move(entry));
+    }
+    return encoded;
+}
+
+// Writes the requests and returns the sequences of their rows, in their order.
+std::vector<std::int64_t> insertRequests(NotificationStore::Transaction& transaction,
+                                         const std::vector<EncodedRequest>& encoded, Date now) {
+    std::vector<std::int64_t> sequences;
+    sequences.reserve(encoded.size());
+    for (const auto& entry : encoded) {
+        // Replacing puts the request last: it is added anew.
+        transaction.deletePending(entry.request->identifier);
+        sequences.push_back(
+            transaction.insertPending(entry.request->identifier, entry.content, entry.trigger,
+                                      now.timeIntervalSinceReferenceDate(), entry.fireDate));
+    }
+    return sequences;
+}
+
+std::string identifiersText(const std::vector<NotificationRequest>& requests) {
+    std::string text;
+    for (const auto& request : requests) {
+        text += (text.empty() ? "\"" : ", \"") + request.identifier + "\"";
+    }
+    return text;
+}
+
+}  // namespace
+
+void UserNotificationCenter::add(const NotificationRequest& request,
+                                 std::function<void(std::optional<Error>)> completion) {
+    add(std::vector<NotificationRequest>{request}, std::move(completion));
+}
+
+void UserNotificationCenter::add(const std::vector<NotificationRequest>& requests,
+                                 std::function<void(std::optional<Error>)> completion) {
+    replacePendingNotificationRequests(
+        nullptr, requests,
+        completion ? [completion = std::move(completion)](
+                         std::vector<std::string>,
+                         std::optional<Error> error) { completion(std::move(error)); }
+                   : std::function<void(std::vector<std::string>, std::optional<Error>)>());
+}
+
+std::vector<std::string> UserNotificationCenter::replacePendingRequests(
+    const std::function<bool(const NotificationRequest&)>& removing,
+    const std::vector<NotificationRequest>& requests) {
+    std::vector<std::string> removed;
+    std::vector<std::int64_t> inserted;
+    try {
+        const Date now = Clock::now();
+        const auto encoded = encodeRequests(requests, now);
         implementation_->store.write([&](NotificationStore::Transaction& transaction) {
-            // Replacing puts the request last: it is added anew.
-            transaction.deletePending(request.identifier);
-            transaction.insertPending(request.identifier, content, trigger,
-                                      now.timeIntervalSinceReferenceDate(), fireDate);
+            removed.clear();
+            inserted.clear();
+            if (removing) {
+                std::lock_guard lock(implementation_->knownRequestsMutex);
+                auto& known = implementation_->knownRequests;
+                std::unordered_map<std::int64_t, NotificationRequest> stillPending;
+                for (const auto& row : transaction.pendingRows()) {
+                    const NotificationRequest* request = nullptr;
+                    if (const auto found = known.find(row.sequence); found != known.end()) {
+                        request = &stillPending.emplace(row.sequence, std::move(found->second))
+                                       .first->second;
+                    } else if (auto decoded =
+                                   decodePending(row, implementation_->store.path(), false)) {
+                        request =
+                            &stillPending.emplace(row.sequence, std::move(decoded->pending.request))
+                                 .first->second;
+                    }
+                    if (request != nullptr && removing(*request)) {
+                        removed.push_back(row.identifier);
+                        stillPending.erase(row.sequence);
+                    }
+                }
+                known = std::move(stillPending);
+                for (const auto& identifier : removed) {
+                    transaction.deletePending(identifier);
+                }
+            }
+            inserted = insertRequests(transaction, encoded, now);
         });
+        // Committed: the rows just written are known without decoding them again.
+        std::lock_guard lock(implementation_->knownRequestsMutex);
+        for (std::size_t index = 0; index < inserted.size(); ++index) {
+            implementation_->knownRequests.insert_or_assign(inserted[index], requests[index]);
+        }
     } catch (const Error& failure) {
-        notificationsLogger().error("Could not add the notification request \"{}\": {}",
-                                    request.identifier, failure.localizedDescription());
+        notificationsLogger().error("Could not add the notification requests {}: {}",
+                                    identifiersText(requests), failure.localizedDescription());
+        throw;
+    }
+    return removed;
+}
+
+void UserNotificationCenter::replacePendingNotificationRequests(
+    std::function<bool(const NotificationRequest&)> removing,
+    const std::vector<NotificationRequest>& requests,
+    std::function<void(std::vector<std::string>, std::optional<Error>)> completion) {
+    std::optional<Error> error;
+    std::vector<std::string> removed;
+    try {
+        removed = replacePendingRequests(removing, requests);
+    } catch (const Error& failure) {
         error = failure;
     }
     if (completion) {
-        implementation_->callbackQueue.async(
-            [completion = std::move(completion), error = std::move(error)] { completion(error); });
+        implementation_->callbackQueue.async([completion = std::move(completion),
+                                              removed = std::move(removed),
+                                              error = std::move(error)]() mutable {
+            completion(std::move(removed), std::move(error));
+        });
     }
 }
 

@@ -98,6 +98,29 @@ class UserNotificationCenter : public std::enable_shared_from_this<UserNotificat
     void add(const NotificationRequest& request,
              std::function<void(std::optional<Error>)> completion = nullptr);
 
+    // Adds several requests in one transaction, in their order: all of them, or none when the
+    // write fails (`completion` then receives its error).
+    void add(const std::vector<NotificationRequest>& requests,
+             std::function<void(std::optional<Error>)> completion = nullptr);
+
+    // In one transaction, removes every pending request for which `removing` answers true and
+    // adds `requests` as add() does. Another process sees the pending requests before or after
+    // the whole replacement, never between its removals and its additions, so two processes
+    // replacing the same kind of requests at once leave the requests of one of them, not both.
+    // `removing` is called inside the transaction, possibly more than once (the transaction runs
+    // again after waiting for another process), so it must only look at the request it is
+    // given; damaged rows are never given to it and stay. `completion` receives the identifiers
+    // removed, or the error of a failed write (and then nothing changed).
+    void replacePendingNotificationRequests(
+        std::function<bool(const NotificationRequest&)> removing,
+        const std::vector<NotificationRequest>& requests,
+        std::function<void(std::vector<std::string>, std::optional<Error>)> completion = nullptr);
+    // The same, synchronously: returns the identifiers removed; throws Error when the write
+    // fails (and then nothing changed).
+    std::vector<std::string> replacePendingRequests(
+        const std::function<bool(const NotificationRequest&)>& removing,
+        const std::vector<NotificationRequest>& requests);
+
     // The pending requests, in the order they were added.
     void getPendingNotificationRequests(
         std::function<void(std::vector<NotificationRequest>)> completion);

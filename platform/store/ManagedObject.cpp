@@ -110,6 +110,16 @@ Value ManagedObject::value(std::string_view key) const {
     return values_[*index];
 }
 
+const Value& ManagedObject::attributeValue(std::string_view key) const {
+    checkQueue();
+    const auto index = entity().attributeIndex(key);
+    if (!index) {
+        fatalError("Entity " + entity_->name() + " has no attribute \"" + std::string(key) + "\"");
+    }
+    fulfill();
+    return values_[*index];
+}
+
 void ManagedObject::setValue(Value value, std::string_view key) {
     checkQueue();
     auto index = entity().attributeIndex(key);

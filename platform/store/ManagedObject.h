@@ -61,6 +61,11 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
     //    (value.objectAs<ObjectSet>()), empty or not.
     // Following a relationship needs the object's context. An unknown key stops the process.
     Value value(std::string_view key) const;
+    // The value of the attribute `key` as the object holds it, without a copy (a fault is
+    // fulfilled first): for accessors that read one field of it. The reference stays valid until
+    // the attribute is set or the object is refreshed or turned into a fault. A key that is not
+    // an attribute (a relationship, or nothing) stops the process.
+    const Value& attributeValue(std::string_view key) const;
     // Changes an attribute, or a relationship given the way value() gives it (a null Value or a
     // std::shared_ptr<ManagedObject> for a to-one key, an ObjectSet for a to-many key, whose
     // members then become exactly the set). A value of the wrong type (an integer for a double

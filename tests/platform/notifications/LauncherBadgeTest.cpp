@@ -60,7 +60,9 @@ TEST_F(LauncherBadgeWithoutBusTest, MovedBadgeKeepsItsFile) {
 }
 
 TEST_F(LauncherBadgeWithoutBusTest, NoSessionBusIsWarnedOfOncePerProcess) {
-    // A process of its own, so that no earlier test has warned already.
+    // A process of its own, started afresh rather than forked from this one, so that no earlier
+    // test of this process has warned already.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             CapturedLog log(LauncherBadge::kNotificationsLoggerName, "%l %v");
