@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "DovrelFoundation/Persistence/CoreDataManager.h"
-#include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Analytics/AnalyticsTracker.h"
+#include "DovrelFoundation/Model/Habit.h"
+#include "DovrelFoundation/Persistence/CoreDataManager.h"
 #include "DovrelFoundation/Settings/ApplicationSettingsService.h"
 #include "platform/notifications/UserNotificationCenter.h"
 #include "platform/store/ManagedObjectContext.h"

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <utility>
 
-#include "DovrelFoundation/Model/HabitBackupArchive.h"
-#include "DovrelFoundation/Model/HabitModel.h"
 #include "DovrelFoundation/Analytics/AnalyticsEvents.h"
 #include "DovrelFoundation/Appearance/StringExtensions.h"
+#include "DovrelFoundation/Model/HabitBackupArchive.h"
+#include "DovrelFoundation/Model/HabitModel.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/Commands.h"
 #include "apps/dovrel/HabitTitle.h"

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "DovrelFoundation/Analytics/AnalyticsEvents.h"
 #include "DovrelFoundation/Appearance/ColorExtensions.h"
+#include "DovrelFoundation/Appearance/UserInterfaceStyleDescription.h"
 #include "DovrelFoundation/Persistence/ContextExtensions.h"
 #include "DovrelFoundation/Progress/DateExtensions.h"
-#include "DovrelFoundation/Analytics/AnalyticsEvents.h"
-#include "DovrelFoundation/Appearance/UserInterfaceStyleDescription.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/HabitJson.h"
 #include "apps/dovrel/HabitReports.h"
@@ -16,6 +16,7 @@
 #include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/HabitViews.h"
 #include "apps/dovrel/LocaleFormats.h"
+#include "apps/dovrel/ReminderCommands.h"
 #include "apps/dovrel/TextLayout.h"
 #include "apps/dovrel/Texts.h"
 #include "platform/foundation/Clock.h"
@@ -155,6 +156,8 @@ void checkHabit(const Application& application, const std::string& words, std::o
     Habit& habit = *found.habit;
     const Date day = at.value_or(Clock::now());
     application.save([&](store::ManagedObjectContext&) { habit.toggleCheckmark(day); });
+    // A checkmark today can move the next reminder to a later day.
+    application.rescheduleReminders();
     const bool checked = habit.hasPerformings(day);
     const std::int64_t progress = habit.progress(day);
     std::cout << text(checked ? "Cli.Check.Checked" : "Cli.Check.Unchecked",
@@ -178,6 +181,7 @@ void showHabit(const Application& application, const Terminal& terminal, const s
         std::cout << habitJson(report, Region::current()).dump(2, ' ', false) << '\n';
     } else {
         print(habitDetailLines(report, terminal, Region::current()));
+        print(habitReminderLines(application, found.habit->objectID().uriRepresentation()));
     }
     application.tracker().trackEvent(MainApp(MainApp::name_detail_screen).rawValue());
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "DovrelFoundation/Progress/DateExtensions.h"
 #include "DovrelFoundation/Model/Performing.h"
+#include "DovrelFoundation/Progress/DateExtensions.h"
 
 namespace dovrel::cli {
 

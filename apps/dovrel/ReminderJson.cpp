@@ -68,16 +68,15 @@ nlohmann::ordered_json reminderListJson(const std::vector<ReminderReport>& remin
         object["date"] = dateJson(reminder.date);
         object["kind"] = optionalJson(triggerKindName(reminder.request));
         object["habit"] = optionalJson(reminder.habitName);
-        object["uri"] =
-            optionalJson(userInfoText(content.userInfo, kHabitURIRepresentationKey));
+        object["uri"] = optionalJson(userInfoText(content.userInfo, kHabitURIRepresentationKey));
         object["title"] = content.title;
         object["body"] = content.body;
         object["badge"] = optionalJson(content.badge);
         object["category"] = content.categoryIdentifier;
-        object["firstNotificationDate"] = dateJson(
-            userInfoDate(content.userInfo, kFirstNotificationDateKey));
-        object["currentNotificationDate"] = dateJson(
-            userInfoDate(content.userInfo, kCurrentNotificationDateKey));
+        object["firstNotificationDate"] =
+            dateJson(userInfoDate(content.userInfo, kFirstNotificationDateKey));
+        object["currentNotificationDate"] =
+            dateJson(userInfoDate(content.userInfo, kCurrentNotificationDateKey));
         array.push_back(std::move(object));
     }
     return array;
@@ -93,7 +92,7 @@ std::vector<std::string> reminderListLines(const std::vector<ReminderReport>& re
         std::string date, habit, body, badge;
     };
     std::vector<Row> rows;
-    std::size_t dateWidth = 0, habitWidth = 0;
+    std::size_t dateWidth = 0, habitWidth = 0, badgeWidth = 0;
     for (const auto& reminder : reminders) {
         const auto& content = reminder.request.content;
         Row row;
@@ -108,15 +107,18 @@ std::vector<std::string> reminderListLines(const std::vector<ReminderReport>& re
         }
         dateWidth = std::max(dateWidth, displayWidth(row.date));
         habitWidth = std::max(habitWidth, displayWidth(row.habit));
+        badgeWidth = std::max(badgeWidth, displayWidth(row.badge));
         rows.push_back(std::move(row));
     }
     std::vector<std::string> lines;
     lines.reserve(rows.size());
     for (const auto& row : rows) {
         std::string line = padRight(row.date, dateWidth + 2);
-        line.append(padRight(row.habit, habitWidth + 2)).append(row.badge);
-        if (!row.body.empty()) {
-            line.append("  ").append(row.body);
+        line.append(padRight(row.habit, habitWidth + 2));
+        if (row.body.empty()) {
+            line.append(row.badge);
+        } else {
+            line.append(padRight(row.badge, badgeWidth + 2)).append(row.body);
         }
         lines.push_back(std::move(line));
     }

@@ -19,6 +19,7 @@
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/Commands.h"
 #include "apps/dovrel/CountArgument.h"
+#include "apps/dovrel/ReminderCommands.h"
 #include "apps/dovrel/Terminal.h"
 #include "apps/dovrel/Texts.h"
 #include "apps/dovrel/UsageErrors.h"
@@ -201,6 +202,24 @@ int main(int argc, char** argv) {
     restore->add_flag("--dry-run", dryRun, text("Cli.Help.Option.DryRun"));
 
     auto* settings = app.add_subcommand("settings", text("Cli.Help.Settings"));
+    std::optional<std::string> remindersSwitch;
+    settings->add_option("--reminders", remindersSwitch, text("Cli.Help.Option.Reminders"))
+        ->type_name("on|off");
+
+    auto* reminders = app.add_subcommand("reminders", text("Cli.Help.Reminders"));
+    reminders->add_flag("--json", json, text("Cli.Help.Option.Json"));
+    reminders->require_subcommand(0, 1);
+    auto* deliver = reminders->add_subcommand("deliver", text("Cli.Help.Reminders.Deliver"));
+    deliver->add_flag("--json", json, text("Cli.Help.Option.Json"));
+    auto* delivered = reminders->add_subcommand("delivered", text("Cli.Help.Reminders.Delivered"));
+    delivered->add_flag("--json", json, text("Cli.Help.Option.Json"));
+    auto* answer = reminders->add_subcommand("answer", text("Cli.Help.Reminders.Answer"));
+    std::string reminderIdentifier, reminderAnswer;
+    answer->add_option("IDENTIFIER", reminderIdentifier, text("Cli.Help.Option.ReminderIdentifier"))
+        ->required();
+    answer->add_option("ANSWER", reminderAnswer, text("Cli.Help.Option.ReminderAnswer"))
+        ->required()
+        ->type_name("complete|postpone-5m|postpone-1h|postpone-4h|dismiss");
 
     auto* version = app.add_subcommand("version", text("Cli.Help.Version"));
     auto* palette = app.add_subcommand("palette", text("Cli.Help.Palette"));
@@ -244,6 +263,14 @@ int main(int argc, char** argv) {
         // Everything the command needs from its words is read before the store is opened.
         const auto when = readWhen(at);
         const auto edits = readEdits(habitOptions);
+        if (answer->parsed() && !dovrel::cli::reminderActionForAnswer(reminderAnswer)) {
+            throw dovrel::cli::UsageError(
+                text("Cli.Error.BadAnswer", {{"answer", reminderAnswer}}));
+        }
+        if (remindersSwitch && *remindersSwitch != "on" && *remindersSwitch != "off") {
+            throw dovrel::cli::UsageError(text(
+                "Cli.Error.BadOnOff", {{"option", "--reminders"}, {"word", *remindersSwitch}}));
+        }
 
         dovrel::cli::Application::Options options;
         if (storePath) {
@@ -269,7 +296,19 @@ int main(int argc, char** argv) {
         } else if (restore->parsed()) {
             dovrel::cli::restoreHabits(application, file, dryRun);
         } else if (settings->parsed()) {
-            dovrel::cli::showSettings(application);
+            if (remindersSwitch) {
+                dovrel::cli::switchReminders(application, *remindersSwitch == "on");
+            } else {
+                dovrel::cli::showSettings(application);
+            }
+        } else if (deliver->parsed()) {
+            dovrel::cli::deliverReminders(application, json);
+        } else if (delivered->parsed()) {
+            dovrel::cli::listDeliveredReminders(application, json);
+        } else if (answer->parsed()) {
+            dovrel::cli::answerReminder(application, reminderIdentifier, reminderAnswer);
+        } else if (reminders->parsed()) {
+            dovrel::cli::listReminders(application, json);
         } else {
             dovrel::cli::listHabits(application, terminal, when, json);
         }
