@@ -19,6 +19,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -84,7 +85,10 @@ class BenchStore {
   private:
     // 100 habits, each checked at 08:00 on each of the last 3650 days. Every checkmark but
     // today's is added directly; today's goes through toggleCheckmark, which refreshes the
-    // habit's caches from all of them, as the program would have left them.
+    // habit's caches from all of them, as the program would have left them. Today's is dated
+    // now when that is before 08:00: a checkmark later than now is one the program never makes,
+    // and the score at an instant before the latest checkmark is recomputed from the whole
+    // history, which made the list's figure depend on the hour the benchmark ran.
     void build() {
         AnalyticsTracker tracker({});
         CoreDataManager manager;
@@ -94,7 +98,8 @@ class BenchStore {
                                                 store_.string()},
             std::nullopt, [](bool) {});
         auto& context = *manager.viewContext();
-        const Date today = onlyDay(Clock::now());
+        const Date now = Clock::now();
+        const Date today = onlyDay(now);
         for (int h = 0; h < kHabits; ++h) {
             auto habit = insertObject<Habit>(context);
             habit->setName("Habit " + std::to_string(h));
@@ -105,7 +110,7 @@ class BenchStore {
                 performing->setDate(dateInDays(today, -d) + 8 * 3600.0);
                 habit->addPerformingObject(performing);
             }
-            habit->toggleCheckmark(today + 8 * 3600.0);
+            habit->toggleCheckmark(std::min(today + 8 * 3600.0, now));
         }
         context.save();
     }
