@@ -83,8 +83,8 @@ class HabitRemindersScheduler : public std::enable_shared_from_this<HabitReminde
 
     // Asks for a full rescheduling and returns at once. `cleaningPostponedNotificationsWith`
     // names habits (by URI representation) whose postponed reminders are removed as well.
-    // `completion`, when given, runs once the rescheduling that covers this request has finished:
-    // on a global queue, or on the center's callback queue after a failed fetch.
+    // `completion`, when given, runs once the rescheduling that covers this request has finished,
+    // on the rescheduling stack's serial queue (after the completions of earlier requests).
     void rescheduleRemindersForAllHabits(
         std::vector<std::string> cleaningPostponedNotificationsWith,
         std::function<void()> completion);
