@@ -9,6 +9,7 @@
 #include <utility>
 #include <variant>
 
+#include "platform/foundation/SessionBusSignalSender.h"
 #include "platform/foundation/UserDefaults.h"
 #include "platform/notifications/NotificationsLog.h"
 
@@ -21,48 +22,26 @@ std::atomic<bool> warnedOfNoBus{false};
 
 }  // namespace
 
-// Members are destroyed in reverse order: the object and the proxy before their connection.
 struct LauncherBadge::Implementation {
     explicit Implementation(UserDefaults suite) : defaults(std::move(suite)) {}
 
     UserDefaults defaults;
-    std::mutex busMutex;
-    std::unique_ptr<sdbus::IConnection> connection;
-    std::unique_ptr<sdbus::IObject> sender;
-    std::unique_ptr<sdbus::IProxy> busDriver;
+    SessionBusSignalSender sender{kLauncherEntryObjectPath};
 
-    void disconnect() {
-        busDriver.reset();
-        sender.reset();
-        connection.reset();
-    }
-
-    // Connects when needed, sends the launcher-entry signal and waits until the bus has routed
-    // it. Without a bus, warns once per process.
+    // Sends the launcher-entry signal and waits until the bus has routed it. Without a bus,
+    // warns once per process.
     void announce(std::int64_t number) {
-        std::lock_guard lock(busMutex);
         try {
-            if (!connection) {
-                connection = sdbus::createSessionBusConnection();
-                sender = sdbus::createObject(*connection, kLauncherEntryObjectPath);
-                busDriver = sdbus::createProxy(*connection, "org.freedesktop.DBus",
-                                               "/org/freedesktop/DBus");
-            }
-            const std::map<std::string, sdbus::Variant> properties{
-                {"count", sdbus::Variant(number)},
-                {"count-visible", sdbus::Variant(number != 0)},
-            };
-            sender->emitSignal("Update")
-                .onInterface(kLauncherEntryInterface)
-                .withArguments(std::string(kApplicationURI), properties);
-            // The bus handles one connection's messages in order, so its answer to this call
-            // comes after it has passed the signal on; a short-lived program may exit then.
-            std::string busId;
-            busDriver->callMethod("GetId")
-                .onInterface("org.freedesktop.DBus")
-                .storeResultsTo(busId);
+            sender.send([&](sdbus::IObject& object) {
+                const std::map<std::string, sdbus::Variant> properties{
+                    {"count", sdbus::Variant(number)},
+                    {"count-visible", sdbus::Variant(number != 0)},
+                };
+                object.emitSignal("Update")
+                    .onInterface(kLauncherEntryInterface)
+                    .withArguments(std::string(kApplicationURI), properties);
+            });
         } catch (const sdbus::Error& error) {
-            disconnect();
             if (!warnedOfNoBus.exchange(true)) {
                 notificationsLogger().warn(
                     "The launcher badge {} is kept but not shown: the session bus cannot be "

@@ -1,10 +1,11 @@
 #include "platform/widgets/WidgetCenter.h"
 
 #include "platform/foundation/Logging.h"
+#include "platform/foundation/SessionBusSignalSender.h"
 
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <mutex>
+#include <functional>
 
 namespace dovrel::widgets {
 
@@ -17,40 +18,13 @@ spdlog::logger& logger() {
 
 }  // namespace
 
-// Members are destroyed in reverse order: the object and the proxy before their connection.
 struct WidgetCenter::Bus {
-    std::mutex mutex;
-    std::unique_ptr<sdbus::IConnection> connection;
-    std::unique_ptr<sdbus::IObject> sender;
-    std::unique_ptr<sdbus::IProxy> busDriver;
+    SessionBusSignalSender sender{kWidgetsObjectPath};
 
-    void disconnect() {
-        busDriver.reset();
-        sender.reset();
-        connection.reset();
-    }
-
-    // Connects when needed, lets `emit` send the signal, and waits for the bus to route it.
-    template <typename Emit>
-    void send(const std::string& description, Emit emit) {
-        std::lock_guard lock(mutex);
+    void send(const std::string& description, const std::function<void(sdbus::IObject&)>& emit) {
         try {
-            if (!connection) {
-                connection = sdbus::createSessionBusConnection();
-                sender = sdbus::createObject(*connection, kWidgetsObjectPath);
-                busDriver = sdbus::createProxy(*connection, "org.freedesktop.DBus",
-                                               "/org/freedesktop/DBus");
-            }
-            emit(*sender);
-            // The bus handles one connection's messages in order, so its answer to this call
-            // comes after it has passed the signal on. Without the round trip the signal could
-            // still sit in this connection's queue when a short-lived program exits.
-            std::string busId;
-            busDriver->callMethod("GetId")
-                .onInterface("org.freedesktop.DBus")
-                .storeResultsTo(busId);
+            sender.send(emit);
         } catch (const sdbus::Error& error) {
-            disconnect();
             logger().warn("Widget timelines not reloaded ({}): {}", description, error.what());
         }
     }
