@@ -1,5 +1,7 @@
 #include "DovrelFoundation/Progress/CalendarDayIndex.h"
 
+#include "DovrelFoundation/Progress/DateExtensions.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -54,27 +56,6 @@ double toMilliseconds(Date date) {
 }
 Date fromMilliseconds(double milliseconds) {
     return Date::fromTimeIntervalSince1970(milliseconds / 1000.0);
-}
-
-// onlyDay() for a given region instead of the current one: era, year, month and day (with the
-// leap-month flag) of `date`, built back into a date by the same calendar. A table must only
-// ever hold its own region's answers, even if the current region changes while it is built.
-Date plainOnlyDay(const Region& region, Date date) {
-    const DateComponents all = region.components(date);
-    DateComponents day;
-    day.era = all.era;
-    day.year = all.year;
-    day.month = all.month;
-    day.day = all.day;
-    day.isLeapMonth = all.isLeapMonth;
-    std::optional<Date> built;
-    if (day.year && day.month && day.day) {
-        built = region.date(day);
-    }
-    if (!built) {
-        fatalError("The current calendar could not build a date from the day's components");
-    }
-    return *built;
 }
 
 // Calendars whose days map to the proleptic Gregorian day count by plain arithmetic in the
@@ -230,14 +211,16 @@ std::unique_ptr<CalendarDayIndex::Block> CalendarDayIndex::Table::build(std::int
         }
         // Ask the calendar once, with a whole second near noon of that local day under one of
         // the offsets; the answer holds for every instant of the day, since a day's fields (and
-        // so what they build back to) depend on nothing but which day it is.
+        // so what they build back to) depend on nothing but which day it is. The table's own
+        // region is asked, never the current one: a table holds only its region's answers, even
+        // if the current region changes while it is built.
         for (const std::int32_t offset : candidates) {
             const double noon =
                 std::floor((midnight + kMillisecondsPerDay / 2 - offset) / 1000.0) * 1000.0;
             const double local = noon + offsets.offsetAt(noon);
             if (std::floor(local / kMillisecondsPerDay) == static_cast<double>(day)) {
                 block->starts[i] =
-                    plainOnlyDay(region, fromMilliseconds(noon)).timeIntervalSinceReferenceDate();
+                    onlyDay(region, fromMilliseconds(noon)).timeIntervalSinceReferenceDate();
                 break;
             }
         }
@@ -274,7 +257,7 @@ CalendarDayIndex& CalendarDayIndex::operator=(CalendarDayIndex&&) noexcept = def
 
 Date CalendarDayIndex::plainDayStart(Date date) {
     ++plainLookups_;
-    return plainOnlyDay(region_, date);
+    return onlyDay(region_, date);
 }
 
 const CalendarDayIndex::Block* CalendarDayIndex::blockAt(double milliseconds) {

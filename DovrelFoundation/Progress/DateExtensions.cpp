@@ -80,6 +80,10 @@ Date onlyDay(Date date) {
     return buildDay(Region::current(), date);
 }
 
+Date onlyDay(const Region& region, Date date) {
+    return buildDay(region, date);
+}
+
 Date onlyMonth(Date date) {
     return buildMonth(Region::current(), date);
 }

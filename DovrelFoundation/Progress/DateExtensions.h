@@ -24,6 +24,8 @@ DateInRegion inCurrentRegion(Date date);
 
 // The first instant of `date`'s day (plain way).
 Date onlyDay(Date date);
+// The same in `region` rather than the current one (for callers that hold a region already).
+Date onlyDay(const Region& region, Date date);
 
 // The first instant of `date`'s month: day 1, 00:00 (plain way).
 Date onlyMonth(Date date);
