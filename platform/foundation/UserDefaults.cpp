@@ -8,9 +8,11 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <system_error>
 
 #include "platform/foundation/Error.h"
 #include "platform/foundation/FileManager.h"
+#include "platform/foundation/PrivateFile.h"
 #include "platform/foundation/SQLiteBusyWait.h"
 
 namespace dovrel {
@@ -128,14 +130,13 @@ UserDefaults::UserDefaults(std::optional<std::string> suiteName, const std::file
     storage_->suiteName = std::move(suiteName);
     storage_->path = file;
 
-    // Create the file ourselves so that it is private from the first moment; SQLite gives its
-    // -wal and -shm companions the same permissions.
-    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) {
-        throw defaultsError(SQLITE_CANTOPEN,
-                            "cannot create " + file.string() + ": " + std::strerror(errno));
+    // Created by us, so that the file is private from the first moment (see PrivateFile.h:
+    // a file that exists is not touched, since this process may hold it open already).
+    try {
+        createPrivateFileIfMissing(file);
+    } catch (const std::system_error& failure) {
+        throw defaultsError(SQLITE_CANTOPEN, failure.what());
     }
-    ::close(descriptor);
 
     sqlite3* raw = nullptr;
     int result = sqlite3_open_v2(file.c_str(), &raw,

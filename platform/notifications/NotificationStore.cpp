@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "platform/foundation/Error.h"
+#include "platform/foundation/PrivateFile.h"
 #include "platform/foundation/SQLiteBusyWait.h"
 
 namespace dovrel::notifications {
@@ -139,12 +141,12 @@ NotificationStore::NotificationStore(const std::filesystem::path& file, std::str
     };
     // Created here, so that the file is private from its first moment; SQLite gives its -wal and
     // -shm companions the same permissions.
-    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) {
-        throw error(SQLITE_CANTOPEN,
-                    "cannot create " + file.string() + ": " + std::strerror(errno));
+    // A file that exists is not opened here (see PrivateFile.h): the process may hold it open.
+    try {
+        createPrivateFileIfMissing(file);
+    } catch (const std::system_error& failure) {
+        throw error(SQLITE_CANTOPEN, failure.what());
     }
-    ::close(descriptor);
 
     sqlite3* raw = nullptr;
     const int opened = sqlite3_open_v2(

@@ -430,5 +430,44 @@ TEST_F(UserDefaultsTest, MovedSuiteKeepsWorking) {
     EXPECT_EQ(moved.object("key"), UserDefaults::Value(std::int64_t{5}));
 }
 
+TEST_F(UserDefaultsTest, ProcessesThatOpenTheSuiteTwiceWhileCountingLoseNoIncrement) {
+    // Each process counts through one suite, opens the same file a second time (as a program
+    // does when several services share the group's suite) and counts again. Opening the file
+    // must keep the locks that the first connection holds: a process whose locks were dropped
+    // lets the others take the file for unused, checkpoint it and remove its log, and counts
+    // were lost.
+    const fs::path file = folder_.path() / "Counted.sqlite";
+    UserDefaults::atPath(file).set("count", UserDefaults::Value(std::int64_t{0}));
+    constexpr int kProcesses = 8;
+    constexpr int kRounds = 30;
+    const DefaultsKey<std::int64_t> count("count", 0);
+    std::vector<pid_t> children;
+    for (int process = 0; process < kProcesses; ++process) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            bool ok = true;
+            try {
+                for (int round = 0; round < kRounds; ++round) {
+                    auto first = UserDefaults::atPath(file);
+                    first.update<std::int64_t>(count, [](std::int64_t value) { return value + 1; });
+                    auto second = UserDefaults::atPath(file);
+                    second.update<std::int64_t>(count,
+                                                [](std::int64_t value) { return value + 1; });
+                }
+            } catch (...) {
+                ok = false;
+            }
+            ::_exit(ok ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    EXPECT_EQ(UserDefaults::atPath(file).get(count), kProcesses * kRounds * 2);
+}
+
 }  // namespace
 }  // namespace dovrel
