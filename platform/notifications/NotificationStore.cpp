@@ -139,12 +139,18 @@ NotificationStore::NotificationStore(const std::filesystem::path& file, std::str
     };
     // Created here, so that the file is private from its first moment; SQLite gives its -wal and
     // -shm companions the same permissions.
-    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor < 0) {
+    // Only a file that does not exist yet is opened here (O_EXCL): closing any descriptor of a
+    // file drops every POSIX lock this process holds on it, so opening and closing an existing
+    // file under another connection of this process would let another process delete that
+    // connection's -wal and -shm files as if nobody used them.
+    const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor < 0 && errno != EEXIST) {
         throw error(SQLITE_CANTOPEN,
                     "cannot create " + file.string() + ": " + std::strerror(errno));
     }
-    ::close(descriptor);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
 
     sqlite3* raw = nullptr;
     const int opened = sqlite3_open_v2(
