@@ -111,8 +111,8 @@ Daemon::Daemon(const Options& options) : self_(std::make_shared<Daemon*>(this)) 
     // The delegate, with the category and its localised action titles registered.
     application_->notificationService();
     auto& center = application_->notificationCenter();
-    journal_ = std::make_unique<DeliveryJournal>(center.storePath().parent_path() /
-                                                 kJournalFileName);
+    journal_ =
+        std::make_unique<DeliveryJournal>(center.storePath().parent_path() / kJournalFileName);
     defaultActionTitle_ = cli::text("Notifyd.Action.Open");
 
     std::weak_ptr<Daemon*> weak = self_;
@@ -426,10 +426,9 @@ void Daemon::showJournaledReminders() {
             }
             continue;
         }
-        const bool stillPending =
-            std::any_of(pending.begin(), pending.end(), [&](const auto& candidate) {
-                return candidate.request.identifier == identifier;
-            });
+        const bool stillPending = std::any_of(
+            pending.begin(), pending.end(),
+            [&](const auto& candidate) { return candidate.request.identifier == identifier; });
         if (!stillPending) {
             forgotten.push_back(identifier);  // answered or removed meanwhile
         }
@@ -440,7 +439,8 @@ void Daemon::showJournaledReminders() {
 
 bool Daemon::show(const Notification& notification) {
     const auto image = AssetExtractor{}.createLocalUrl(randomNotificationIconName());
-    const std::string icon = image ? "file://" + image->string() : DesktopNotification::kDesktopEntry;
+    const std::string icon =
+        image ? "file://" + image->string() : DesktopNotification::kDesktopEntry;
     const auto id = server_->show(desktopNotificationFor(
         notification, application_->notificationCenter().notificationCategories(), icon,
         defaultActionTitle_));
@@ -485,8 +485,7 @@ void Daemon::answer(std::uint32_t id, const std::string& actionIdentifier) {
     logger().info("Answer {} to reminder {}", actionIdentifier, notification.request.identifier);
     std::weak_ptr<Daemon*> weak = self_;
     application_->notificationCenter().respond(
-        NotificationResponse{notification, actionIdentifier},
-        [weak, id, dismissed, completed] {
+        NotificationResponse{notification, actionIdentifier}, [weak, id, dismissed, completed] {
             // The center's callback queue: back to the daemon's thread.
             DispatchQueue::main().async([weak, id, dismissed, completed] {
                 const auto self = weak.lock();

@@ -56,7 +56,8 @@ void DeliveryJournal::save() const {
     }
     const auto temporary = file_.string() + ".new";
     {
-        FileDescriptor out(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        FileDescriptor out(
+            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
         if (!out) {
             throwErrno("open " + temporary);
         }

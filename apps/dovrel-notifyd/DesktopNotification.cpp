@@ -14,7 +14,8 @@ DesktopNotification desktopNotificationFor(
     shown.appIcon = icon;
     shown.summary = content.title;
     if (!content.subtitle.empty()) {
-        shown.body = content.body.empty() ? content.subtitle : content.subtitle + "\n" + content.body;
+        shown.body =
+            content.body.empty() ? content.subtitle : content.subtitle + "\n" + content.body;
     } else {
         shown.body = content.body;
     }

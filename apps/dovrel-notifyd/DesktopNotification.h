@@ -40,8 +40,9 @@ struct DesktopNotification {
 // and title, in the category's order) and then "default" with `defaultTitle`, the desktop-entry
 // hint, the sound name when the content has a sound, and normal urgency. A notification whose
 // category is not registered offers only "default".
-DesktopNotification desktopNotificationFor(const notifications::Notification& notification,
-                                           const std::vector<notifications::NotificationCategory>& categories,
-                                           const std::string& icon, const std::string& defaultTitle);
+DesktopNotification desktopNotificationFor(
+    const notifications::Notification& notification,
+    const std::vector<notifications::NotificationCategory>& categories, const std::string& icon,
+    const std::string& defaultTitle);
 
 }  // namespace dovrel::notifyd

@@ -16,11 +16,10 @@ FileWatch::FileWatch() : inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
 
 bool FileWatch::watch(const std::filesystem::path& folder, std::set<std::string> names,
                       Changes changes, int tag) {
-    const std::uint32_t mask =
-        changes == Changes::contents
-            ? IN_MODIFY | IN_MOVED_TO
-            : IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM |
-                  IN_ATTRIB;
+    const std::uint32_t mask = changes == Changes::contents
+                                   ? IN_MODIFY | IN_MOVED_TO
+                                   : IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE |
+                                         IN_MOVED_TO | IN_MOVED_FROM | IN_ATTRIB;
     // Two watches of one folder share its kernel watch: the masks are joined (IN_MASK_ADD) and
     // each watch keeps its own names and mask to filter the events by.
     const int watchDescriptor =

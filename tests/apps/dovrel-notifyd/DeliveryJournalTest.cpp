@@ -1,0 +1,37 @@
+#include "apps/dovrel-notifyd/DeliveryJournal.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TemporaryDirectory.h"
+
+namespace dovrel::notifyd {
+namespace {
+
+TEST(DeliveryJournal, KeepsItsIdentifiersAcrossInstancesOfTheSameFile) {
+    testing::TemporaryDirectory folder;
+    const auto file = folder.path() / "journal";
+    {
+        DeliveryJournal journal(file);
+        EXPECT_TRUE(journal.empty());
+        journal.add({"A", "B", "C"});
+        journal.remove({"B", "unknown"});
+    }
+    DeliveryJournal reopened(file);
+    EXPECT_EQ(reopened.identifiers(), (std::set<std::string>{"A", "C"}));
+    EXPECT_FALSE(std::filesystem::exists(file.string() + ".new"));
+}
+
+TEST(DeliveryJournal, AMissingFileIsAnEmptyJournal) {
+    testing::TemporaryDirectory folder;
+    DeliveryJournal journal(folder.path() / "none");
+    EXPECT_TRUE(journal.empty());
+}
+
+TEST(DeliveryJournal, AFailedWriteThrowsAndKeepsTheOldFile) {
+    testing::TemporaryDirectory folder;
+    DeliveryJournal journal(folder.path() / "missing-folder" / "journal");
+    EXPECT_THROW(journal.add({"A"}), std::system_error);
+}
+
+}  // namespace
+}  // namespace dovrel::notifyd
