@@ -441,5 +441,46 @@ TEST_F(NotifydSession, AKilledDaemonLosesNoReminderAndShowsACutOffDeliveryOnceAf
     EXPECT_TRUE(isPending("LATER2"));
 }
 
+TEST_F(NotifydSession, TheStatusNamesTheDaemonTheNextReminderAndTheServer) {
+    const auto uri = addHabit("Water");
+    const auto stopped = dovrel({"reminders", "status"});
+    EXPECT_EQ(stopped.exitStatus, 0) << stopped.standardError;
+    EXPECT_NE(stopped.standardOutput.find("Reminder daemon: not running"), std::string::npos)
+        << stopped.standardOutput;
+    EXPECT_NE(stopped.standardOutput.find("Notification server: none"), std::string::npos);
+    EXPECT_NE(stopped.standardOutput.find("Next reminder: none pending"), std::string::npos);
+
+    startServer();
+    startDaemon();
+    setPending({reminder("LATER", uri, "Water", 7200, std::nullopt)});
+    const auto running = dovrel({"reminders", "status"});
+    EXPECT_EQ(running.exitStatus, 0) << running.standardError;
+    EXPECT_NE(running.standardOutput.find("Reminder daemon: running (:"), std::string::npos)
+        << running.standardOutput;
+    EXPECT_NE(running.standardOutput.find(
+                  "Notification server: mock-notify 1.0 by test vendor (specification 1.1)"),
+              std::string::npos)
+        << running.standardOutput;
+    EXPECT_NE(running.standardOutput.find("Server capabilities: body, body-markup"),
+              std::string::npos);
+    EXPECT_EQ(running.standardOutput.find("Next reminder: none"), std::string::npos);
+    EXPECT_NE(running.standardOutput.find("Next reminder: "), std::string::npos);
+}
+
+TEST_F(NotifydSession, WithoutASessionBusTheDaemonSaysSoAndFails) {
+    const auto result = runProgram({DOVREL_NOTIFYD_PATH},
+                                   {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus"},
+                                    {"XDG_RUNTIME_DIR", "/nonexistent"}});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_NE(result.standardError.find("there is no D-Bus session bus"), std::string::npos)
+        << result.standardError;
+    const auto status = runProgram({DOVREL_CLI_PATH, "reminders", "status"},
+                                   {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus"},
+                                    {"XDG_RUNTIME_DIR", "/nonexistent"}});
+    EXPECT_EQ(status.exitStatus, 0) << status.standardError;
+    EXPECT_NE(status.standardOutput.find("No D-Bus session bus"), std::string::npos)
+        << status.standardOutput;
+}
+
 }  // namespace
 }  // namespace dovrel::testing
