@@ -31,6 +31,8 @@
 #include "platform/foundation/Region.h"
 #include "platform/foundation/RegionOverrides.h"
 #include "platform/notifications/NotificationResponse.h"
+#include "platform/store/ManagedObjectContext.h"
+#include "platform/store/PersistentStoreCoordinator.h"
 #include "platform/widgets/WidgetCenter.h"
 
 namespace dovrel::notifyd {
@@ -46,7 +48,11 @@ constexpr const char* kJournalFileName = "notifyd-delivering";
 // After a failed read or write of the center, the next attempt waits this long.
 constexpr TimeInterval kRetryInterval = 5;
 
-enum WatchTag { kCenterFileTag = 1, kZoneFileTag = 2 };
+enum WatchTag { kCenterFileTag = 1, kZoneFileTag = 2, kStoreFileTag = 3 };
+// The store's own timer for other processes' commits, as a safety net only: the daemon checks
+// when the store's file is written (kStoreFileTag), so a resident process does not wake up 40
+// times a second to look.
+constexpr TimeInterval kRemoteChangeSafetyInterval = 3600;
 
 spdlog::logger& logger() {
     static const std::shared_ptr<spdlog::logger> logger = namedLogger("notifyd");
@@ -150,6 +156,14 @@ Daemon::Daemon(const Options& options) : self_(std::make_shared<Daemon*>(this)) 
     watch_.watch(store.parent_path(),
                  {store.filename().string(), store.filename().string() + "-wal"},
                  FileWatch::Changes::contents, kCenterFileTag);
+    // Another process's commit to the habits store is a write of its file or write-ahead log; the
+    // view context then merges it (the habit a Complete toggles must be the current one).
+    const auto& habits = application_->storePath();
+    watch_.watch(habits.parent_path(),
+                 {habits.filename().string(), habits.filename().string() + "-wal"},
+                 FileWatch::Changes::contents, kStoreFileTag);
+    application_->context().persistentStoreCoordinator()->setRemoteChangeInterval(
+        kRemoteChangeSafetyInterval);
     if (const char* zoneFile = std::getenv(kZoneFileVariable); zoneFile && *zoneFile) {
         zoneFile_ = std::filesystem::path(zoneFile);
     }
@@ -310,7 +324,10 @@ int Daemon::run() {
             if (changed.contains(kZoneFileTag)) {
                 zoneFileChanged();
             }
-            if (!changed.empty()) {
+            if (changed.contains(kStoreFileTag)) {
+                application_->context().persistentStoreCoordinator()->checkForRemoteChanges();
+            }
+            if (changed.contains(kCenterFileTag) || changed.contains(kZoneFileTag)) {
                 requestPlan(Plan::replan);
             }
         }
