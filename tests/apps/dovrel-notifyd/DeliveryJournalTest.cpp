@@ -27,10 +27,15 @@ TEST(DeliveryJournal, AMissingFileIsAnEmptyJournal) {
     EXPECT_TRUE(journal.empty());
 }
 
-TEST(DeliveryJournal, AFailedWriteThrowsAndKeepsTheOldFile) {
+TEST(DeliveryJournal, AFailedWriteThrowsAndLeavesTheOldFile) {
     testing::TemporaryDirectory folder;
-    DeliveryJournal journal(folder.path() / "missing-folder" / "journal");
-    EXPECT_THROW(journal.add({"A"}), std::system_error);
+    const auto file = folder.path() / "journal";
+    DeliveryJournal(file).add({"A"});
+    DeliveryJournal journal(file);
+    // The replacement is written beside the file: a folder in its way makes the write fail.
+    std::filesystem::create_directory(file.string() + ".new");
+    EXPECT_THROW(journal.add({"B"}), std::system_error);
+    EXPECT_EQ(DeliveryJournal(file).identifiers(), (std::set<std::string>{"A"}));
 }
 
 }  // namespace
