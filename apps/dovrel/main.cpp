@@ -20,6 +20,7 @@
 #include "apps/dovrel/Commands.h"
 #include "apps/dovrel/CountArgument.h"
 #include "apps/dovrel/ReminderCommands.h"
+#include "apps/dovrel/ReminderStatus.h"
 #include "apps/dovrel/Terminal.h"
 #include "apps/dovrel/Texts.h"
 #include "apps/dovrel/UsageErrors.h"
@@ -221,6 +222,8 @@ int main(int argc, char** argv) {
         ->required()
         ->type_name("complete|postpone-5m|postpone-1h|postpone-4h|dismiss");
 
+    auto* status = reminders->add_subcommand("status", text("Cli.Help.Reminders.Status"));
+
     auto* version = app.add_subcommand("version", text("Cli.Help.Version"));
     auto* palette = app.add_subcommand("palette", text("Cli.Help.Palette"));
     auto* interval = app.add_subcommand("interval", text("Cli.Help.Interval"));
@@ -305,6 +308,8 @@ int main(int argc, char** argv) {
             dovrel::cli::deliverReminders(application, json);
         } else if (delivered->parsed()) {
             dovrel::cli::listDeliveredReminders(application, json);
+        } else if (status->parsed()) {
+            dovrel::cli::reminderStatus(application);
         } else if (answer->parsed()) {
             dovrel::cli::answerReminder(application, reminderIdentifier, reminderAnswer);
         } else if (reminders->parsed()) {

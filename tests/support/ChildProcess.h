@@ -32,6 +32,8 @@ class ChildProcess {
     // Kills the child with SIGKILL and waits for it; wait()'s answer (128 + 9 unless it had
     // already ended).
     int kill();
+    // The child's process id, for signals other than SIGKILL (SIGSTOP, SIGTERM); -1 once reaped.
+    pid_t pid() const noexcept { return pid_; }
 
   private:
     pid_t pid_ = -1;

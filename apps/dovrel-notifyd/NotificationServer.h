@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "apps/dovrel-notifyd/DesktopNotification.h"
+
+namespace sdbus {
+class IConnection;
+class Message;
+}  // namespace sdbus
+
+namespace dovrel::notifyd {
+
+// The desktop's notification server (org.freedesktop.Notifications on the session bus) as the
+// daemon sees it: whether one is there, showing and closing notifications, and its signals.
+//
+// Works on a connection that the caller owns and drives: the handlers run inside the caller's
+// processing of the connection (sdbus::IConnection::processPendingRequest), on its thread, and
+// every call here is a blocking call on that connection. Not thread-safe. The connection must
+// outlive the object.
+//
+// Presence: a server is there when the name has an owner, or when the bus can start one
+// (an activatable name). Presence changes come from NameOwnerChanged. Signals are accepted only
+// from the name's current owner.
+class NotificationServer {
+  public:
+    static constexpr const char* kBusName = "org.freedesktop.Notifications";
+    static constexpr const char* kObjectPath = "/org/freedesktop/Notifications";
+    static constexpr const char* kInterface = "org.freedesktop.Notifications";
+    // NotificationClosed reasons of the specification.
+    static constexpr std::uint32_t kClosedExpired = 1;
+    static constexpr std::uint32_t kClosedDismissed = 2;
+    static constexpr std::uint32_t kClosedByCall = 3;
+
+    struct Handlers {
+        // ActionInvoked(id, action key).
+        std::function<void(std::uint32_t, const std::string&)> actionInvoked;
+        // NotificationClosed(id, reason).
+        std::function<void(std::uint32_t, std::uint32_t)> closed;
+        // A server appeared (true) or went away (false).
+        std::function<void(bool)> presenceChanged;
+    };
+
+    // Subscribes to the signals (before returning) and learns whether a server is there. Throws
+    // sdbus::Error when the bus refuses the subscriptions.
+    NotificationServer(sdbus::IConnection& connection, Handlers handlers);
+    ~NotificationServer();
+    NotificationServer(const NotificationServer&) = delete;
+    NotificationServer& operator=(const NotificationServer&) = delete;
+
+    bool present() const noexcept { return !owner_.empty() || activatable_; }
+
+    // Shows the notification; the server's id for it, or nothing when there is no server or it
+    // refused (the reason is logged to the "notifyd" logger).
+    std::optional<std::uint32_t> show(const DesktopNotification& notification);
+    // Asks the server to close a notification; failures are logged and otherwise ignored.
+    void close(std::uint32_t id);
+
+  private:
+    void ownerChanged(sdbus::Message& message);
+    void notificationSignal(sdbus::Message& message);
+
+    sdbus::IConnection& connection_;
+    Handlers handlers_;
+    std::string owner_;
+    bool activatable_ = false;
+    struct Subscriptions;
+    std::unique_ptr<Subscriptions> subscriptions_;
+};
+
+}  // namespace dovrel::notifyd
