@@ -18,14 +18,14 @@ struct DesktopNotification {
     static constexpr const char* kSoundName = "message-new-instant";
     // The action key that stands for a click on the notification itself.
     static constexpr const char* kDefaultActionKey = "default";
-    // Urgency "normal" of the notification specification.
+    // Urgency "normal" as org.freedesktop.Notifications numbers it.
     static constexpr std::uint8_t kNormalUrgency = 1;
 
     std::string appName;
     std::string appIcon;
     std::string summary;
     std::string body;
-    // Pairs of action key and its title, flattened as the specification wants them.
+    // Action keys each followed by its title, in one flat list, as the Notify call takes them.
     std::vector<std::string> actions;
     std::string desktopEntry;
     // Empty: silent.

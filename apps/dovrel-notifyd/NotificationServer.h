@@ -31,7 +31,7 @@ class NotificationServer {
     static constexpr const char* kBusName = "org.freedesktop.Notifications";
     static constexpr const char* kObjectPath = "/org/freedesktop/Notifications";
     static constexpr const char* kInterface = "org.freedesktop.Notifications";
-    // NotificationClosed reasons of the specification.
+    // The reasons a NotificationClosed signal gives (org.freedesktop.Notifications).
     static constexpr std::uint32_t kClosedExpired = 1;
     static constexpr std::uint32_t kClosedDismissed = 2;
     static constexpr std::uint32_t kClosedByCall = 3;
