@@ -17,6 +17,7 @@
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Region.h"
 #include "platform/store/PersistentStoreCoordinator.h"
+#include "platform/widgets/WidgetCenter.h"
 
 namespace dovrel::cli {
 
@@ -184,8 +185,9 @@ void answerReminder(const Application& application, const std::string& identifie
                                              [finished] { *finished = true; });
     application.waitUntil([&] { return finished->load(); });
     if (*action == HabitReminderAction(HabitReminderAction::Case::complete).rawValue()) {
-        // The checkmark changed the store: the widgets show it.
-        application.habitsChanged();
+        // The checkmark changed the store: the widgets show it. The service has rescheduled the
+        // reminders already, and the number of habits is the same.
+        widgets::WidgetCenter::shared().reloadTimelines(Habit::kWidgetKind);
     }
     std::cout << text("Cli.Reminders.Answered", {{"habit", habit}, {"answer", answer}}) << '\n';
 }

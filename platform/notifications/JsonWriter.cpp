@@ -83,20 +83,27 @@ JsonWriter& JsonWriter::text(std::string_view value) {
     return *this;
 }
 
-JsonWriter& JsonWriter::integer(std::int64_t value) {
-    beforeValue();
+namespace {
+
+template <typename Integer>
+void appendDecimal(std::string& out, Integer value) {
     char digits[24];
     const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    out_.append(digits, end);
+    out.append(digits, end);
+}
+
+}  // namespace
+
+JsonWriter& JsonWriter::integer(std::int64_t value) {
+    beforeValue();
+    appendDecimal(out_, value);
     needsComma_ = true;
     return *this;
 }
 
 JsonWriter& JsonWriter::unsignedInteger(std::uint64_t value) {
     beforeValue();
-    char digits[24];
-    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    out_.append(digits, end);
+    appendDecimal(out_, value);
     needsComma_ = true;
     return *this;
 }

@@ -18,24 +18,9 @@ using testing::atDate;
 using testing::CenterFiles;
 using testing::daily;
 using ::testing::ElementsAre;
+using testing::identifiers;
 using ::testing::IsEmpty;
 using testing::makeRequest;
-
-std::vector<std::string> identifiers(const std::vector<Notification>& notifications) {
-    std::vector<std::string> result;
-    for (const auto& each : notifications) {
-        result.push_back(each.request.identifier);
-    }
-    return result;
-}
-
-std::vector<std::string> pendingIdentifiers(const UserNotificationCenter& center) {
-    std::vector<std::string> result;
-    for (const auto& each : center.pendingRequests()) {
-        result.push_back(each.request.identifier);
-    }
-    return result;
-}
 
 class DeliverDueRequestsTest : public ::testing::Test {
   protected:
@@ -48,7 +33,7 @@ class DeliverDueRequestsTest : public ::testing::Test {
 TEST_F(DeliverDueRequestsTest, NothingIsDeliveredBeforeItsTriggerDate) {
     center_->add(makeRequest("nine", atDate(2026, 3, 10, 9, 0)));
     EXPECT_THAT(center_->deliverDueRequests(civilDate(2026, 3, 10, 8, 59, 59, 2.0)), IsEmpty());
-    EXPECT_THAT(pendingIdentifiers(*center_), ElementsAre("nine"));
+    EXPECT_THAT(identifiers(center_->pendingRequests()), ElementsAre("nine"));
     EXPECT_THAT(center_->deliveredNotifications(), IsEmpty());
 }
 
@@ -71,7 +56,7 @@ TEST_F(DeliverDueRequestsTest, DueRequestsAreDeliveredInTriggerDateOrder) {
     EXPECT_THAT(identifiers(delivered), ElementsAre("first", "second", "third"));
     EXPECT_THAT(identifiers(center_->deliveredNotifications()),
                 ElementsAre("first", "second", "third"));
-    EXPECT_THAT(pendingIdentifiers(*center_), ElementsAre("notYet"));
+    EXPECT_THAT(identifiers(center_->pendingRequests()), ElementsAre("notYet"));
 }
 
 TEST_F(DeliverDueRequestsTest, RequestsDueAtTheSameInstantKeepTheOrderTheyWereAdded) {
@@ -137,7 +122,7 @@ TEST_F(DeliverDueRequestsTest, WhileRemindersAreOffDueRequestsAreDroppedUndelive
     center_->setRemindersEnabled(false);
     EXPECT_THAT(center_->deliverDueRequests(civilDate(2026, 3, 10, 9, 30, 0, 2.0)), IsEmpty());
     EXPECT_THAT(center_->deliveredNotifications(), IsEmpty());
-    EXPECT_THAT(pendingIdentifiers(*center_), ElementsAre("daily", "later"));
+    EXPECT_THAT(identifiers(center_->pendingRequests()), ElementsAre("daily", "later"));
     EXPECT_EQ(center_->pendingRequests().at(0).triggerDate, civilDate(2026, 3, 11, 9, 0, 0, 2.0));
 
     center_->setRemindersEnabled(true);

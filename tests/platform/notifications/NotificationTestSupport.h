@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/notifications/UserNotificationCenter.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -82,6 +83,24 @@ inline CalendarNotificationTrigger daily(std::int64_t hour, std::int64_t minute)
     components.hour = hour;
     components.minute = minute;
     return CalendarNotificationTrigger(components, true);
+}
+
+// The identifiers of pending requests or delivered notifications, in their order.
+inline std::vector<std::string> identifiers(
+    const std::vector<PendingNotificationRequest>& pending) {
+    std::vector<std::string> result;
+    for (const auto& each : pending) {
+        result.push_back(each.request.identifier);
+    }
+    return result;
+}
+
+inline std::vector<std::string> identifiers(const std::vector<Notification>& notifications) {
+    std::vector<std::string> result;
+    for (const auto& each : notifications) {
+        result.push_back(each.request.identifier);
+    }
+    return result;
 }
 
 }  // namespace dovrel::notifications::testing

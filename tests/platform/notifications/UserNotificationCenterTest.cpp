@@ -25,24 +25,9 @@ using testing::atDate;
 using testing::CenterFiles;
 using testing::Delivery;
 using ::testing::ElementsAre;
+using testing::identifiers;
 using ::testing::IsEmpty;
 using testing::makeRequest;
-
-std::vector<std::string> identifiers(const std::vector<PendingNotificationRequest>& pending) {
-    std::vector<std::string> result;
-    for (const auto& each : pending) {
-        result.push_back(each.request.identifier);
-    }
-    return result;
-}
-
-std::vector<std::string> identifiers(const std::vector<Notification>& notifications) {
-    std::vector<std::string> result;
-    for (const auto& each : notifications) {
-        result.push_back(each.request.identifier);
-    }
-    return result;
-}
 
 class UserNotificationCenterTest : public ::testing::Test {
   protected:
@@ -66,6 +51,29 @@ TEST_F(UserNotificationCenterTest, AddingAnIdentifierThatIsPendingReplacesTheReq
     const auto pending = center_->pendingRequests();
     ASSERT_THAT(identifiers(pending), ElementsAre("b", "a"));
     EXPECT_EQ(pending[1].request.content.title, "Second");
+}
+
+TEST_F(UserNotificationCenterTest, ReplacingRemovesTheChosenRequestsAndAddsTheNewOnesInOneStep) {
+    center_->add(makeRequest("old-1", atDate(2026, 3, 10, 9, 0)));
+    center_->add(makeRequest("kept", TimeIntervalNotificationTrigger(300, false)));
+    center_->add(makeRequest("old-2", atDate(2026, 3, 11, 9, 0)));
+    const auto removed = center_->replacePendingRequests(
+        [](const NotificationRequest& request) { return request.identifier.starts_with("old"); },
+        {makeRequest("new-1", atDate(2026, 3, 12, 9, 0)),
+         makeRequest("new-2", atDate(2026, 3, 13, 9, 0))});
+    EXPECT_THAT(removed, ElementsAre("old-1", "old-2"));
+    EXPECT_THAT(identifiers(files_.open()->pendingRequests()),
+                ElementsAre("kept", "new-1", "new-2"));
+    // Again: the requests written last time are chosen from as well.
+    center_->replacePendingRequests(
+        [](const NotificationRequest& request) { return request.identifier == "new-1"; }, {});
+    EXPECT_THAT(identifiers(center_->pendingRequests()), ElementsAre("kept", "new-2"));
+}
+
+TEST_F(UserNotificationCenterTest, AddingSeveralRequestsAtOnceKeepsTheirOrder) {
+    center_->add(makeRequest("first"));
+    center_->add(std::vector<NotificationRequest>{makeRequest("second"), makeRequest("third")});
+    EXPECT_THAT(identifiers(center_->pendingRequests()), ElementsAre("first", "second", "third"));
 }
 
 TEST_F(UserNotificationCenterTest, PendingRequestKeepsEveryFieldOfTheRequest) {
