@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <concepts>
 
+#include "platform/foundation/Decimal.h"
+
 namespace dovrel {
 
 // A closed range [lowerBound, upperBound] of comparable values.
@@ -24,6 +26,11 @@ template <std::floating_point T>
 constexpr T lerp(T value, const ClosedRange<T>& range) {
     const T t = value > T(0) ? std::min(value, T(1)) : T(0);
     return t * range.upperBound + (T(1) - t) * range.lowerBound;
+}
+
+// The decimal's value as the nearest double (NaN for a decimal that is not a number).
+inline double doubleValue(const Decimal& decimal) {
+    return decimal.doubleValue();
 }
 
 }  // namespace dovrel

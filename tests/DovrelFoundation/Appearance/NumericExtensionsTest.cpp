@@ -87,3 +87,14 @@ TEST(Lerp, WorksOnGraphicsFloats) {
 
 }  // namespace
 }  // namespace dovrel
+
+namespace dovrel {
+namespace {
+
+TEST(DecimalDoubleValue, IsTheDecimalsValueAsADouble) {
+    EXPECT_EQ(doubleValue(Decimal(314, -2)), 3.14);
+    EXPECT_EQ(doubleValue(*Decimal::fromString("-0.5")), -0.5);
+}
+
+}  // namespace
+}  // namespace dovrel
