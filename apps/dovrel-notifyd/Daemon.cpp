@@ -47,6 +47,9 @@ constexpr const char* kLocaltimePath = "/etc/localtime";
 constexpr const char* kJournalFileName = "notifyd-delivering";
 // After a failed read or write of the center, the next attempt waits this long.
 constexpr TimeInterval kRetryInterval = 5;
+// A notification server that the bus can start but that fails to start is tried again after
+// this long (or when a server appears); meanwhile the reminders stay pending.
+constexpr TimeInterval kServerRetryInterval = 60;
 
 enum WatchTag { kCenterFileTag = 1, kZoneFileTag = 2, kStoreFileTag = 3 };
 // The store's own timer for other processes' commits, as a safety net only: the daemon checks
@@ -359,6 +362,12 @@ void Daemon::plan() {
         if (plan == Plan::catchUp) {
             dropOlderMissedReminders();
         }
+        // A server that the bus would start on the first Notify is started first: one that fails
+        // to start (dunst without a display) must not take reminders out of the pending list.
+        if (hasDueReminders() && !server_->start()) {
+            timer_.arm(Clock::now().addingTimeInterval(kServerRetryInterval));
+            return;
+        }
         showJournaledReminders();
         deliverDueReminders();
         if (const auto next = center.nextTriggerDate()) {
@@ -373,6 +382,17 @@ void Daemon::plan() {
         }
         timer_.arm(Clock::now().addingTimeInterval(kRetryInterval));
     }
+}
+
+bool Daemon::hasDueReminders() {
+    if (!journal_->empty()) {
+        return true;
+    }
+    const Date now = Clock::now();
+    const auto pending = application_->notificationCenter().pendingRequests();
+    return std::any_of(pending.begin(), pending.end(), [&](const auto& candidate) {
+        return candidate.triggerDate && *candidate.triggerDate <= now;
+    });
 }
 
 void Daemon::dropOlderMissedReminders() {

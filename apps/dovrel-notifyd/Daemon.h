@@ -60,6 +60,8 @@ class StartError : public std::runtime_error {
 //   - when the center's file changes (another process added, removed or rescheduled);
 //   - when the zone changes (the zone file's folder watched; timedate1's PropertiesChanged);
 //   - when a notification server appears (NameOwnerChanged), catching up as well.
+// A server that the bus can start is started when something is due; when it fails to start, the
+// reminders stay pending and the daemon tries again a minute later.
 // run() returns 0 when SIGTERM or SIGINT arrives (the caller must have blocked them in every
 // thread, see blockTerminationSignals()), and 1 when the session bus goes away.
 //
@@ -93,6 +95,8 @@ class Daemon {
 
     void requestPlan(Plan plan);
     void plan();
+    // Whether anything is to be shown now: a due request, or one taken on and not shown yet.
+    bool hasDueReminders();
     void dropOlderMissedReminders();
     void deliverDueReminders();
     void showJournaledReminders();

@@ -16,6 +16,8 @@ namespace {
 constexpr const char* kBusDriverName = "org.freedesktop.DBus";
 constexpr const char* kBusDriverPath = "/org/freedesktop/DBus";
 constexpr auto kCallTimeout = std::chrono::seconds(10);
+// The bus daemon gives up on an activation after 25 s by default.
+constexpr auto kStartTimeout = std::chrono::seconds(30);
 
 spdlog::logger& logger() {
     static const std::shared_ptr<spdlog::logger> logger = namedLogger("notifyd");
@@ -99,6 +101,27 @@ void NotificationServer::notificationSignal(sdbus::Message& message) {
         }
     } catch (const sdbus::Error& error) {
         logger().warn("Ignoring a malformed {} signal: {}", member, error.what());
+    }
+}
+
+bool NotificationServer::start() {
+    if (running()) {
+        return true;
+    }
+    if (!activatable_) {
+        return false;
+    }
+    try {
+        std::uint32_t result = 0;
+        subscriptions_->busDriver->callMethod("StartServiceByName")
+            .onInterface(kBusDriverName)
+            .withTimeout(kStartTimeout)
+            .withArguments(std::string(kBusName), std::uint32_t{0})
+            .storeResultsTo(result);
+        return true;
+    } catch (const sdbus::Error& error) {
+        logger().warn("The notification server could not be started: {}", error.what());
+        return false;
     }
 }
 

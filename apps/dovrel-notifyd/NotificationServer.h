@@ -25,7 +25,8 @@ namespace dovrel::notifyd {
 //
 // Presence: a server is there when the name has an owner, or when the bus can start one
 // (an activatable name). Presence changes come from NameOwnerChanged. Signals are accepted only
-// from the name's current owner.
+// from the name's current owner. A server that the bus can start but that fails to start (dunst
+// without a display, for one) is no server: start() says so before anything is handed to it.
 class NotificationServer {
   public:
     static constexpr const char* kBusName = "org.freedesktop.Notifications";
@@ -53,6 +54,13 @@ class NotificationServer {
     NotificationServer& operator=(const NotificationServer&) = delete;
 
     bool present() const noexcept { return !owner_.empty() || activatable_; }
+    // Whether a server owns the name now.
+    bool running() const noexcept { return !owner_.empty(); }
+
+    // Makes sure that a server runs: true when one owns the name, or when the bus started one
+    // (StartServiceByName, waiting for it); false when none is there or it failed to start (the
+    // reason is logged). Blocks for at most the bus's activation time.
+    bool start();
 
     // Shows the notification; the server's id for it, or nothing when there is no server or it
     // refused (the reason is logged to the "notifyd" logger).

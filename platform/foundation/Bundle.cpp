@@ -33,6 +33,7 @@ std::filesystem::path Bundle::locateResourceDirectory(
     const std::filesystem::path candidates[] = {
         executableDirectory.parent_path() / "resources",
         executableDirectory / "resources",
+        executableDirectory.parent_path() / "share" / "dovrel",
         "/usr/local/share/dovrel",
     };
     for (const auto& candidate : candidates) {

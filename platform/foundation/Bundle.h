@@ -14,8 +14,10 @@ namespace dovrel {
 //   2. <directory of the running executable>/../resources, when it is a directory (a build tree
 //      keeps programs in <build>/bin and resources in <build>/resources);
 //   3. <directory of the running executable>/resources, when it is a directory;
-//   4. /usr/local/share/dovrel, when it is a directory;
-//   5. /usr/share/dovrel otherwise (the packaged install; it may be missing, and then no
+//   4. <directory of the running executable>/../share/dovrel, when it is a directory (an install
+//      under any prefix keeps programs in <prefix>/bin and resources in <prefix>/share/dovrel);
+//   5. /usr/local/share/dovrel, when it is a directory;
+//   6. /usr/share/dovrel otherwise (the packaged install; it may be missing, and then no
 //      resource is found).
 class Bundle {
   public:

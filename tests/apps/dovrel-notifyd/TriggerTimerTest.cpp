@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include "platform/foundation/Clock.h"
+#include "tests/support/ClockSet.h"
 
 namespace dovrel::notifyd {
 namespace {
@@ -36,6 +37,37 @@ TEST(TriggerTimer, ADisarmedTimerStaysQuiet) {
     timer.arm(Clock::now().addingTimeInterval(0.05));
     timer.disarm();
     EXPECT_FALSE(timer.armed());
+    EXPECT_FALSE(readable(timer, 200));
+    EXPECT_EQ(timer.read(), TriggerTimer::Event::none);
+}
+
+// The clock is set for real (one nanosecond forward and back, see announceClockSet), which needs
+// CAP_SYS_TIME: skipped without it.
+TEST(TriggerTimer, SettingTheClockWhileArmedIsReportedAsAClockChangeAndDisarms) {
+    TriggerTimer timer;
+    timer.arm(Clock::now().addingTimeInterval(3600));
+    ASSERT_FALSE(readable(timer, 50));
+    std::string why;
+    if (!testing::announceClockSet(why)) {
+        GTEST_SKIP() << "cannot set the realtime clock here (" << why << "); needs CAP_SYS_TIME";
+    }
+    ASSERT_TRUE(readable(timer, 5000));
+    EXPECT_EQ(timer.read(), TriggerTimer::Event::clockChanged);
+    EXPECT_FALSE(timer.armed());
+    // Armed again, it fires at its date as before.
+    timer.arm(Clock::now().addingTimeInterval(0.05));
+    ASSERT_TRUE(readable(timer, 5000));
+    EXPECT_EQ(timer.read(), TriggerTimer::Event::fired);
+}
+
+TEST(TriggerTimer, SettingTheClockWhileDisarmedReportsNothing) {
+    TriggerTimer timer;
+    timer.arm(Clock::now().addingTimeInterval(3600));
+    timer.disarm();
+    std::string why;
+    if (!testing::announceClockSet(why)) {
+        GTEST_SKIP() << "cannot set the realtime clock here (" << why << "); needs CAP_SYS_TIME";
+    }
     EXPECT_FALSE(readable(timer, 200));
     EXPECT_EQ(timer.read(), TriggerTimer::Event::none);
 }

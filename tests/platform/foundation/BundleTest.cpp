@@ -43,6 +43,18 @@ TEST(Bundle, ResourcesInsideTheExecutableDirectoryWhenNoneBesideIt) {
               folder.path() / "bin" / "resources");
 }
 
+TEST(Bundle, TheShareFolderOfTheProgramsPrefixWhenNoResourcesBesideIt) {
+    TemporaryDirectory folder;
+    fs::create_directories(folder.path() / "bin");
+    fs::create_directories(folder.path() / "share" / "dovrel");
+    EXPECT_EQ(Bundle::locateResourceDirectory(nullptr, folder.path() / "bin"),
+              folder.path() / "share" / "dovrel");
+    // A build tree's resources still come first.
+    fs::create_directories(folder.path() / "resources");
+    EXPECT_EQ(Bundle::locateResourceDirectory(nullptr, folder.path() / "bin"),
+              folder.path() / "resources");
+}
+
 TEST(Bundle, InstallPrefixWhenNoResourcesNearTheExecutable) {
     TemporaryDirectory folder;
     fs::create_directories(folder.path() / "bin");
