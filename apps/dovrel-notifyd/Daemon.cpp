@@ -484,8 +484,15 @@ bool Daemon::show(const Notification& notification) {
     if (!id) {
         return false;  // stays in the journal until a server shows it
     }
-    shown_[*id] = notification;
+    // Crossed off first thing after the server's answer. A kill before the Notify call went out,
+    // or while the server had not handled it, shows the reminder once after the restart, as it
+    // must. One window is left: the server has shown it and the daemon dies before this line
+    // (the answer on its way back, or being read). The server cannot be asked what it shows
+    // (the notification interface has no such call), so the restarted daemon shows it again:
+    // a server that stacks by tag (dunst) replaces the first one with it, any other shows it
+    // twice. Losing it instead would be worse; the window is the answer's trip and one unlink.
     journal_->remove({notification.request.identifier});
+    shown_[*id] = notification;
     return true;
 }
 

@@ -49,6 +49,12 @@ void DeliveryJournal::remove(const std::vector<std::string>& identifiers) {
 }
 
 void DeliveryJournal::save() const {
+    if (identifiers_.empty()) {
+        if (::unlink(file_.c_str()) != 0 && errno != ENOENT) {
+            throwErrno("unlink " + file_.string());
+        }
+        return;
+    }
     std::string contents;
     for (const auto& identifier : identifiers_) {
         contents += identifier;

@@ -19,8 +19,12 @@ namespace dovrel::notifyd {
 // here, so the daemon does not show them again.
 //
 // The file is replaced atomically (written beside it, synced, renamed) at every change, so a
-// crash leaves the old list or the new one. A file that cannot be read counts as empty; a failed
-// write throws std::system_error and leaves the old file. Not thread-safe: one thread owns it.
+// crash leaves the old list or the new one. A change that empties the list removes the file
+// instead, with one unlink and no sync: that is the common step after the server accepted a
+// reminder, and the shorter it is, the narrower the window in which a killed daemon would show
+// that reminder again after its restart (a missing file is an empty list, so nothing can be lost
+// by it). A file that cannot be read counts as empty; a failed write throws std::system_error and
+// leaves the old file. Not thread-safe: one thread owns it.
 class DeliveryJournal {
   public:
     explicit DeliveryJournal(std::filesystem::path file);

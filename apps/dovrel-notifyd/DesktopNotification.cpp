@@ -38,6 +38,7 @@ DesktopNotification desktopNotificationFor(
         shown.soundName = DesktopNotification::kSoundName;
     }
     shown.urgency = DesktopNotification::kNormalUrgency;
+    shown.stackTag = notification.request.identifier;
     return shown;
 }
 

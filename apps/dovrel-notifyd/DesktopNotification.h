@@ -31,6 +31,10 @@ struct DesktopNotification {
     // Empty: silent.
     std::string soundName;
     std::uint8_t urgency = kNormalUrgency;
+    // The request's identifier. Servers that stack notifications by tag (dunst's
+    // "x-dunst-stack-tag") replace one still on screen with the same tag instead of adding a
+    // second: a reminder shown again after a restart of the daemon appears once.
+    std::string stackTag;
 
     friend bool operator==(const DesktopNotification&, const DesktopNotification&) = default;
 };
@@ -38,7 +42,8 @@ struct DesktopNotification {
 // What to show for `notification`: app name "Dovrel", its title as summary, its subtitle and body
 // as body, `icon` as icon, one action per action of its category among `categories` (identifier
 // and title, in the category's order) and then "default" with `defaultTitle`, the desktop-entry
-// hint, the sound name when the content has a sound, and normal urgency. A notification whose
+// hint, the sound name when the content has a sound, normal urgency, and the request's identifier
+// as stack tag. A notification whose
 // category is not registered offers only "default".
 DesktopNotification desktopNotificationFor(
     const notifications::Notification& notification,

@@ -16,6 +16,8 @@ namespace {
 constexpr const char* kBusDriverName = "org.freedesktop.DBus";
 constexpr const char* kBusDriverPath = "/org/freedesktop/DBus";
 constexpr auto kCallTimeout = std::chrono::seconds(10);
+// The hint, named as the capability, that makes a notification replace the one with its tag.
+constexpr const char* kStackTagCapability = "x-dunst-stack-tag";
 // The bus daemon gives up on an activation after 25 s by default.
 constexpr auto kStartTimeout = std::chrono::seconds(30);
 
@@ -77,6 +79,7 @@ void NotificationServer::ownerChanged(sdbus::Message& message) {
     }
     const bool wasPresent = present();
     owner_ = newOwner;
+    capabilities_.reset();
     if (handlers_.presenceChanged && (present() != wasPresent || !newOwner.empty())) {
         handlers_.presenceChanged(!newOwner.empty() || activatable_);
     }
@@ -102,6 +105,23 @@ void NotificationServer::notificationSignal(sdbus::Message& message) {
     } catch (const sdbus::Error& error) {
         logger().warn("Ignoring a malformed {} signal: {}", member, error.what());
     }
+}
+
+bool NotificationServer::supports(const std::string& capability) {
+    if (!capabilities_) {
+        std::vector<std::string> capabilities;
+        try {
+            subscriptions_->server->callMethod("GetCapabilities")
+                .onInterface(kInterface)
+                .withTimeout(kCallTimeout)
+                .storeResultsTo(capabilities);
+        } catch (const sdbus::Error& error) {
+            logger().info("The notification server's capabilities are unknown: {}", error.what());
+        }
+        capabilities_ = std::move(capabilities);
+    }
+    return std::find(capabilities_->begin(), capabilities_->end(), capability) !=
+           capabilities_->end();
 }
 
 bool NotificationServer::start() {
@@ -135,6 +155,9 @@ std::optional<std::uint32_t> NotificationServer::show(const DesktopNotification&
         hints["sound-name"] = sdbus::Variant(notification.soundName);
     }
     hints["urgency"] = sdbus::Variant(notification.urgency);
+    if (!notification.stackTag.empty() && supports(kStackTagCapability)) {
+        hints[kStackTagCapability] = sdbus::Variant(notification.stackTag);
+    }
     try {
         std::uint32_t id = 0;
         subscriptions_->server->callMethod("Notify")

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/dovrel-notifyd/DesktopNotification.h"
 
@@ -63,19 +64,23 @@ class NotificationServer {
     bool start();
 
     // Shows the notification; the server's id for it, or nothing when there is no server or it
-    // refused (the reason is logged to the "notifyd" logger).
+    // refused (the reason is logged to the "notifyd" logger). The stack tag goes with it as the
+    // "x-dunst-stack-tag" hint when the server lists that capability (asked once per server).
     std::optional<std::uint32_t> show(const DesktopNotification& notification);
     // Asks the server to close a notification; failures are logged and otherwise ignored.
     void close(std::uint32_t id);
 
   private:
     void ownerChanged(sdbus::Message& message);
+    bool supports(const std::string& capability);
     void notificationSignal(sdbus::Message& message);
 
     sdbus::IConnection& connection_;
     Handlers handlers_;
     std::string owner_;
     bool activatable_ = false;
+    // The current server's capabilities, once asked; forgotten when the owner changes.
+    std::optional<std::vector<std::string>> capabilities_;
     struct Subscriptions;
     std::unique_ptr<Subscriptions> subscriptions_;
 };

@@ -21,6 +21,22 @@ TEST(DeliveryJournal, KeepsItsIdentifiersAcrossInstancesOfTheSameFile) {
     EXPECT_FALSE(std::filesystem::exists(file.string() + ".new"));
 }
 
+TEST(DeliveryJournal, EmptyingTheJournalRemovesItsFile) {
+    testing::TemporaryDirectory folder;
+    const auto file = folder.path() / "journal";
+    DeliveryJournal journal(file);
+    journal.add({"A", "B"});
+    ASSERT_TRUE(std::filesystem::exists(file));
+    journal.remove({"A"});
+    EXPECT_TRUE(std::filesystem::exists(file));
+    journal.remove({"B"});
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_TRUE(DeliveryJournal(file).empty());
+    // And it starts again from nothing.
+    journal.add({"C"});
+    EXPECT_EQ(DeliveryJournal(file).identifiers(), (std::set<std::string>{"C"}));
+}
+
 TEST(DeliveryJournal, AMissingFileIsAnEmptyJournal) {
     testing::TemporaryDirectory folder;
     DeliveryJournal journal(folder.path() / "none");

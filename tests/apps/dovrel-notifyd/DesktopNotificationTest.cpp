@@ -40,6 +40,13 @@ TEST(DesktopNotification, OffersTheCategoryActionsInOrderThenTheDefaultAction) {
     EXPECT_EQ(shown.urgency, 1);
 }
 
+TEST(DesktopNotification, TheStackTagIsTheRequestsIdentifier) {
+    auto notification = notificationOf("Reminder", false);
+    notification.request.identifier = "HabitReminder-1";
+    EXPECT_EQ(desktopNotificationFor(notification, kCategories, "i", "Open").stackTag,
+              "HabitReminder-1");
+}
+
 TEST(DesktopNotification, AnUnregisteredCategoryOffersOnlyTheDefaultAction) {
     const auto shown =
         desktopNotificationFor(notificationOf("Unknown", true), kCategories, "i", "Open");
