@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <random>
 #include <set>
 #include <utility>
 
 #include "DovrelFoundation/Analytics/AnalyticsTrackerProtocol.h"
 #include "DovrelFoundation/Model/Habit.h"
+#include "DovrelFoundation/Model/LastFivePerformingDates.h"
+#include "DovrelFoundation/Model/ValueTransformers.h"
 #include "DovrelFoundation/Persistence/CoreDataManager.h"
 #include "DovrelFoundation/Reminders/HabitReminderIdentifiers.h"
 #include "DovrelFoundation/Reminders/NextReminderBatch.h"
@@ -174,6 +177,41 @@ void HabitRemindersScheduler::reschedule(const std::vector<std::string>& habitUR
     done();
 }
 
+namespace {
+
+// The attributes of a habit that its reminders need, in the order fetchAttributes gives them.
+const std::vector<std::string> kReminderAttributes = {
+    "remind", "name", "remindTime", "repeatInterval", "lastFivePerformingDates", "question"};
+enum ReminderAttribute : std::size_t {
+    kRemind,
+    kName,
+    kRemindTime,
+    kRepeatInterval,
+    kLastFivePerformingDates,
+    kQuestion,
+};
+
+// The stored forms of the two attributes decoded as the model's value transformers decode them
+// (a damaged blob reads as absent).
+std::optional<RepeatInterval> repeatInterval(const store::Value& stored) {
+    const auto data = stored.data();
+    return data ? repeatIntervalFromBlob(*data) : std::nullopt;
+}
+
+std::optional<Date> lastPerformingDate(const store::Value& stored) {
+    const auto data = stored.data();
+    if (!data) {
+        return std::nullopt;
+    }
+    const auto cache = lastFivePerformingDatesFromBlob(*data);
+    if (!cache || cache->dates().empty()) {
+        return std::nullopt;
+    }
+    return cache->dates().back();
+}
+
+}  // namespace
+
 std::vector<HabitRemindersScheduler::HabitProjectionForReminder>
 HabitRemindersScheduler::fetchProjections() {
     if (!coreDataManager_->persistentContainer()) {
@@ -184,41 +222,77 @@ HabitRemindersScheduler::fetchProjections() {
     context->performAndWait([&] {
         // Every habit's next reminder at the same instant, with the day arithmetic shared.
         NextReminderBatch nextReminders(Clock::now());
-        const auto habits = context->fetch(Habit::fetchRequest(std::nullopt, false));
+        // The habits in fetch order, as the few attributes a reminder needs: the projections
+        // are snapshots, and nothing else of a habit is read. The repeat interval and the
+        // checkmark cache stay in their stored form until a habit's next reminder is needed.
+        const auto habits =
+            context->fetchAttributes(Habit::fetchRequest(std::nullopt, false), kReminderAttributes,
+                                     store::AttributeForm::storedData);
+
         // Only the habits whose next reminder is among the kMaximumNumberOfNotifications
         // earliest can have a reminder scheduled (a later day of a habit is never earlier than
         // its first), so only they are snapshot: the same requests come out as from a snapshot
-        // of every habit, without copying the texts of a long list. Occurrence::projection is
+        // of every habit, without copying the texts of a long list.
+        //
+        // Nor is every habit's next reminder worked out: each habit has a bound that its next
+        // reminder cannot precede, from its reminder time alone. Habits are taken in the order
+        // of their bounds, and once the earliest kMaximumNumberOfNotifications reminders found
+        // so far all come before the next bound, no habit left can displace one of them, not
+        // even by a tie (which the earlier fetch position would win). Occurrence::projection is
         // the habit's index in the fetch here.
-        std::vector<Occurrence> candidates;
-        std::vector<std::optional<Date>> nextReminderOf(habits.size());
+        std::vector<Occurrence> bounds;
+        bounds.reserve(habits.size());
         for (std::size_t index = 0; index < habits.size(); ++index) {
-            const Habit& habit = *habits[index];
-            if (!habit.remind() || habit.attributeValue("name").isNull()) {
+            const auto& values = habits[index].values;
+            if (!values[kRemind].boolean().value_or(false) || values[kName].isNull()) {
                 continue;
             }
-            nextReminderOf[index] = nextReminders.nextReminder(habit);
-            const auto& next = nextReminderOf[index];
-            if (next && std::isfinite(next->timeIntervalSinceReferenceDate())) {
-                candidates.push_back(Occurrence{*next, index});
+            const auto reminderTime = values[kRemindTime].date();
+            if (!reminderTime) {
+                continue;
+            }
+            Date bound = nextReminders.earliestPossibleReminder(*reminderTime);
+            if (!std::isfinite(bound.timeIntervalSinceReferenceDate())) {
+                // Unordered dates cannot be sorted: such a habit is looked at first.
+                bound = Date(-std::numeric_limits<double>::infinity());
+            }
+            bounds.push_back(Occurrence{bound, index});
+        }
+        std::sort(bounds.begin(), bounds.end(), isEarlier);
+        // The earliest reminders found so far, as a heap whose front is the latest of them.
+        std::vector<Occurrence> candidates;
+        candidates.reserve(kMaximumNumberOfNotifications + 1);
+        for (const auto& bound : bounds) {
+            if (candidates.size() == kMaximumNumberOfNotifications &&
+                candidates.front().date < bound.date) {
+                break;
+            }
+            const auto& values = habits[bound.projection].values;
+            const auto next = nextReminders.nextReminder(
+                true, values[kRemindTime].date(), repeatInterval(values[kRepeatInterval]),
+                lastPerformingDate(values[kLastFivePerformingDates]));
+            if (!next || !std::isfinite(next->timeIntervalSinceReferenceDate())) {
+                continue;
+            }
+            const Occurrence found{*next, bound.projection};
+            if (candidates.size() < kMaximumNumberOfNotifications) {
+                candidates.push_back(found);
+                std::push_heap(candidates.begin(), candidates.end(), isEarlier);
+            } else if (isEarlier(found, candidates.front())) {
+                std::pop_heap(candidates.begin(), candidates.end(), isEarlier);
+                candidates.back() = found;
+                std::push_heap(candidates.begin(), candidates.end(), isEarlier);
             }
         }
-        if (candidates.size() > kMaximumNumberOfNotifications) {
-            std::nth_element(candidates.begin(),
-                             candidates.begin() + kMaximumNumberOfNotifications - 1,
-                             candidates.end(), isEarlier);
-            candidates.resize(kMaximumNumberOfNotifications);
-            std::sort(candidates.begin(), candidates.end(),
-                      [](const Occurrence& a, const Occurrence& b) {
-                          return a.projection < b.projection;
-                      });
-        }
+        std::sort(
+            candidates.begin(), candidates.end(),
+            [](const Occurrence& a, const Occurrence& b) { return a.projection < b.projection; });
         projections.reserve(candidates.size());
         for (const auto& candidate : candidates) {
-            const Habit& habit = *habits[candidate.projection];
-            projections.push_back(HabitProjectionForReminder{habit.objectID(), *habit.name(),
-                                                             habit.question(),
-                                                             nextReminderOf[candidate.projection]});
+            const auto& habit = habits[candidate.projection];
+            projections.push_back(
+                HabitProjectionForReminder{habit.objectID, *habit.values[kName].string(),
+                                           habit.values[kQuestion].string(), candidate.date});
         }
     });
     return projections;

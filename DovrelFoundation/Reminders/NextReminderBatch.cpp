@@ -93,27 +93,44 @@ Date NextReminderBatch::nextReminder(Date reminderTime, std::int64_t skipInterva
     return candidate;
 }
 
+Date NextReminderBatch::earliestPossibleReminder(Date reminderTime) {
+    // nextReminder() starts from a day no earlier than today, so its first candidate is never
+    // before `today`; a candidate before on() moves to the same wall-clock time of the next
+    // day, which is after today. Only a day the calendar cannot add leaves a candidate before
+    // on(): that cannot happen within a few days of an ordinary date, and outside of those
+    // `today` alone is the bound.
+    const TimeInterval timeOfDay = reminderTime - startOfDay(reminderTime);
+    const Date today = startOn_ + timeOfDay;
+    constexpr double kOrdinaryRange = 1.0e11;  // seconds, about 3,000 years either way
+    const bool ordinary = timeOfDay >= 0 && timeOfDay <= 2 * 86'400.0 &&
+                          std::abs(on_.timeIntervalSinceReferenceDate()) < kOrdinaryRange;
+    return ordinary && today < on_ ? on_ : today;
+}
+
 std::optional<Date> NextReminderBatch::nextReminder(const Habit& habit) {
     if (!habit.remind()) {
         return std::nullopt;
     }
-    const auto reminderTime = habit.remindTime();
-    if (!reminderTime) {
+    return nextReminder(true, habit.remindTime(), habit.repeatInterval(),
+                        habit.lastPerformingDate());
+}
+
+std::optional<Date> NextReminderBatch::nextReminder(
+    bool remind, std::optional<Date> remindTime,
+    const std::optional<RepeatInterval>& repeatInterval, std::optional<Date> lastPerformingDate) {
+    if (!remind || !remindTime || !repeatInterval) {
         return std::nullopt;
     }
-    const auto interval = habit.repeatInterval();
-    if (!interval) {
-        return std::nullopt;
-    }
-    if (interval->times() == 0) {
+    if (repeatInterval->times() == 0) {
         fatalError("Division by zero");
     }
-    if (interval->times() == -1 && interval->days() == std::numeric_limits<std::int64_t>::min()) {
+    if (repeatInterval->times() == -1 &&
+        repeatInterval->days() == std::numeric_limits<std::int64_t>::min()) {
         fatalError("Division results in an overflow");
     }
     const std::int64_t skipInterval =
-        std::max<std::int64_t>(interval->days() / interval->times(), 1);
-    return nextReminder(*reminderTime, skipInterval, habit.lastPerformingDate());
+        std::max<std::int64_t>(repeatInterval->days() / repeatInterval->times(), 1);
+    return nextReminder(*remindTime, skipInterval, lastPerformingDate);
 }
 
 }  // namespace dovrel

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "DovrelFoundation/Model/RepeatInterval.h"
 #include "DovrelFoundation/Progress/CalendarDayIndex.h"
 #include "platform/foundation/Date.h"
 #include "platform/foundation/Region.h"
@@ -36,9 +37,23 @@ class NextReminderBatch {
     Date nextReminder(Date reminderTime, std::int64_t skipInterval,
                       std::optional<Date> lastPerformingDate);
 
+    // A date no later than nextReminder(reminderTime, s, d) for every skip interval s >= 1 and
+    // every last performing date d: the reminder time's time of day on the day of on(), or
+    // on() itself when that is later. (A later resume day only moves the reminder later, and a
+    // time of day already past today moves it to a later day.) Not finite when `reminderTime`
+    // is not. Cheap: it lets a caller find the earliest reminders of many habits without
+    // working out every habit's.
+    Date earliestPossibleReminder(Date reminderTime);
+
     // Habit::nextReminder() as if Clock::now() were on(): nothing without remind, a remindTime
     // and a repeat interval; the same fatal errors for a repeat interval that cannot divide.
     std::optional<Date> nextReminder(const Habit& habit);
+
+    // The same from a habit's stored values (its "remind", "remindTime", "repeatInterval" and the
+    // last of its "lastFivePerformingDates"), for callers that read them without the object.
+    std::optional<Date> nextReminder(bool remind, std::optional<Date> remindTime,
+                                     const std::optional<RepeatInterval>& repeatInterval,
+                                     std::optional<Date> lastPerformingDate);
 
   private:
     // Region::startOfDay and `date` plus `days` calendar days, as the calculator computes them.

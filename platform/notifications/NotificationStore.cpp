@@ -260,6 +260,37 @@ std::vector<PendingRow> NotificationStore::Transaction::pendingRows() {
     return rows;
 }
 
+std::vector<std::pair<std::int64_t, std::string>> NotificationStore::Transaction::pendingKeys() {
+    Statement statement(
+        store_.database_.get(),
+        store_.prepared("SELECT sequence, identifier FROM pending ORDER BY sequence"));
+    std::vector<std::pair<std::int64_t, std::string>> keys;
+    while (statement.step()) {
+        keys.emplace_back(statement.integer(0), statement.text(1).value_or(""));
+    }
+    return keys;
+}
+
+std::optional<PendingRow> NotificationStore::Transaction::pendingRow(std::int64_t sequence) {
+    Statement statement(
+        store_.database_.get(),
+        store_.prepared("SELECT sequence, identifier, content, trigger, added_date, fire_date, "
+                        "last_fire_date FROM pending WHERE sequence = ?1"));
+    statement.bind(1, sequence);
+    if (!statement.step()) {
+        return std::nullopt;
+    }
+    PendingRow row;
+    row.sequence = statement.integer(0);
+    row.identifier = statement.text(1).value_or("");
+    row.content = statement.text(2);
+    row.trigger = statement.text(3);
+    row.addedDate = statement.real(4);
+    row.fireDate = statement.real(5);
+    row.lastFireDate = statement.real(6);
+    return row;
+}
+
 std::int64_t NotificationStore::Transaction::insertPending(
     const std::string& identifier, const std::string& content,
     const std::optional<std::string>& trigger, double addedDate, std::optional<double> fireDate) {

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace dovrel::notifications {
@@ -77,6 +78,11 @@ class NotificationStore {
     class Transaction {
       public:
         std::vector<PendingRow> pendingRows();
+        // The sequence and identifier of every pending row, in sequence order: what a caller
+        // that already knows the rows' requests needs, without reading their texts.
+        std::vector<std::pair<std::int64_t, std::string>> pendingKeys();
+        // One whole pending row, or nothing when there is none with that sequence.
+        std::optional<PendingRow> pendingRow(std::int64_t sequence);
         // Returns the new row's sequence.
         std::int64_t insertPending(const std::string& identifier, const std::string& content,
                                    const std::optional<std::string>& trigger, double addedDate,

@@ -397,25 +397,31 @@ std::vector<std::string> UserNotificationCenter::replacePendingRequests(
                 std::lock_guard lock(implementation_->knownRequestsMutex);
                 auto& known = implementation_->knownRequests;
                 std::unordered_map<std::int64_t, NotificationRequest> stillPending;
-                for (const auto& row : transaction.pendingRows()) {
+                std::vector<std::int64_t> removedRows;
+                // Rows this process wrote or read before are known by their sequence: only the
+                // others are read whole and decoded.
+                for (const auto& [sequence, identifier] : transaction.pendingKeys()) {
                     const NotificationRequest* request = nullptr;
-                    if (const auto found = known.find(row.sequence); found != known.end()) {
-                        request = &stillPending.emplace(row.sequence, std::move(found->second))
-                                       .first->second;
-                    } else if (auto decoded =
-                                   decodePending(row, implementation_->store.path(), false)) {
+                    if (const auto found = known.find(sequence); found != known.end()) {
                         request =
-                            &stillPending.emplace(row.sequence, std::move(decoded->pending.request))
-                                 .first->second;
+                            &stillPending.emplace(sequence, std::move(found->second)).first->second;
+                    } else if (const auto row = transaction.pendingRow(sequence)) {
+                        if (auto decoded =
+                                decodePending(*row, implementation_->store.path(), false)) {
+                            request =
+                                &stillPending.emplace(sequence, std::move(decoded->pending.request))
+                                     .first->second;
+                        }
                     }
                     if (request != nullptr && removing(*request)) {
-                        removed.push_back(row.identifier);
-                        stillPending.erase(row.sequence);
+                        removed.push_back(identifier);
+                        removedRows.push_back(sequence);
+                        stillPending.erase(sequence);
                     }
                 }
                 known = std::move(stillPending);
-                for (const auto& identifier : removed) {
-                    transaction.deletePending(identifier);
+                for (const auto sequence : removedRows) {
+                    transaction.deletePendingRow(sequence);
                 }
             }
             inserted = insertRequests(transaction, encoded, now);

@@ -14,6 +14,10 @@ namespace dovrel::store {
 class ManagedObject;
 class PersistentStore;
 
+// How fetched attributes come back: transformable ones decoded by their value transformer
+// (values), or as the data stored in the file (storedData), for callers that decode only some.
+enum class AttributeForm { values, storedData };
+
 // What to fetch: the objects of one entity that satisfy a predicate (all when there is none), in
 // the order of the sort descriptors, at most fetchLimit of them (0: no limit), from the affected
 // stores (all stores of the coordinator when the list is empty). With returnsObjectsAsFaults (the

@@ -156,6 +156,23 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
         }
         return typed;
     }
+    // The named attributes of the objects fetch() would return, in the same order, as values,
+    // with each object's ID: a snapshot for work that reads a few attributes of many objects
+    // (the reminders of every habit, say). Without unsaved changes of the entity in this context
+    // and with one store, the attributes are read straight from the store: no object is made or
+    // registered, and the other attributes are never read. Otherwise the objects are fetched and
+    // their current values copied. With AttributeForm::storedData, transformable attributes come
+    // as the data their value transformer makes of them (what the file holds), left for the
+    // caller to decode where it needs them. An unknown attribute name stops the process; a store
+    // that cannot be read throws StoreError.
+    struct AttributeSnapshot {
+        ManagedObjectID objectID;
+        std::vector<Value> values;  // in the order of the names asked for
+    };
+    std::vector<AttributeSnapshot> fetchAttributes(const FetchRequestBase& request,
+                                                   const std::vector<std::string>& attributeNames,
+                                                   AttributeForm form = AttributeForm::values);
+
     // The number of objects fetch() would return.
     std::int64_t count(const FetchRequestBase& request);
 

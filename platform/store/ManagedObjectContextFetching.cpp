@@ -188,6 +188,77 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
     return results;
 }
 
+std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetchAttributes(
+    const FetchRequestBase& request, const std::vector<std::string>& attributeNames,
+    AttributeForm form) {
+    checkQueue("fetchAttributes");
+    if (!coordinator_) {
+        fatalError("The context has no persistent store coordinator");
+    }
+    const EntityDescription* entity =
+        coordinator_->managedObjectModel()->entity(request.entityName());
+    if (entity == nullptr) {
+        fatalError("No entity named \"" + request.entityName() + "\" in the model");
+    }
+    std::vector<std::size_t> indexes;
+    indexes.reserve(attributeNames.size());
+    for (const auto& name : attributeNames) {
+        const auto index = entity->attributeIndex(name);
+        if (!index) {
+            fatalError("Entity " + entity->name() + " has no attribute \"" + name + "\"");
+        }
+        indexes.push_back(*index);
+    }
+    auto stores = request.affectedStores();
+    if (stores.empty()) {
+        stores = coordinator_->persistentStores();
+    }
+    std::vector<AttributeSnapshot> snapshots;
+    if (stores.size() > 1 || hasPendingChanges(*entity)) {
+        // Order, limit and unsaved changes are fetch()'s to apply.
+        for (const auto& object : fetch(request)) {
+            AttributeSnapshot snapshot{object->objectID(), {}};
+            snapshot.values.reserve(indexes.size());
+            for (std::size_t position = 0; position < indexes.size(); ++position) {
+                const auto& attribute = entity->attributes()[indexes[position]];
+                const Value& value = object->attributeValue(attribute.name);
+                if (form == AttributeForm::storedData && value.object() != nullptr &&
+                    attribute.attributeType == AttributeType::transformableAttributeType) {
+                    snapshot.values.push_back(PersistentStore::storedForm(attribute, value));
+                } else {
+                    snapshot.values.push_back(value);
+                }
+            }
+            snapshots.push_back(std::move(snapshot));
+        }
+        return snapshots;
+    }
+    try {
+        for (const auto& store : stores) {
+            std::vector<Value> bindings;
+            const std::string where =
+                request.predicate() ? request.predicate()->sql(*entity, store->uuid(), bindings)
+                                    : "";
+            auto rows =
+                store->fetchAttributeRows(*entity, where, bindings, request.sortDescriptors(),
+                                          request.fetchLimit(), indexes, form);
+            snapshots.reserve(rows.size());
+            for (auto& row : rows) {
+                snapshots.push_back(AttributeSnapshot{
+                    ManagedObjectID::permanent(*entity, store->uuid(), row.primaryKey),
+                    std::move(row.attributes)});
+            }
+        }
+    } catch (const Error& error) {
+        if (error.domain() == StoreError::kDomain) {
+            throw;
+        }
+        throw StoreError::wrapping(StoreError::kPersistentStoreOpenError, "The fetch failed",
+                                   error);
+    }
+    return snapshots;
+}
+
 std::int64_t ManagedObjectContext::count(const FetchRequestBase& request) {
     checkQueue("count");
     const EntityDescription* entity =

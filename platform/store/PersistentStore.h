@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/store/FetchRequest.h"
 #include "platform/store/ManagedObjectID.h"
 #include "platform/store/ManagedObjectModel.h"
 #include "platform/store/PersistentHistoryTransaction.h"
@@ -127,6 +128,13 @@ class PersistentStore {
                                      const std::vector<Value>& bindings,
                                      const std::vector<SortDescriptor>& sortDescriptors,
                                      std::size_t limit, bool keysOnly);
+    // As fetchRows, but each row carries only the attributes at `attributes` (indexes into
+    // entity.attributes()), in that order, and no to-one keys; with AttributeForm::storedData,
+    // transformable attributes come as the data stored in the file, not decoded.
+    std::vector<StoredRow> fetchAttributeRows(
+        const EntityDescription& entity, const std::string& where,
+        const std::vector<Value>& bindings, const std::vector<SortDescriptor>& sortDescriptors,
+        std::size_t limit, const std::vector<std::size_t>& attributes, AttributeForm form);
     std::int64_t countRows(const EntityDescription& entity, const std::string& where,
                            const std::vector<Value>& bindings);
     std::optional<StoredRow> fetchRow(const EntityDescription& entity, std::int64_t primaryKey);
@@ -136,6 +144,10 @@ class PersistentStore {
                                                std::int64_t ownerKey);
 
     // --- Writing (used by a context's save) ---
+
+    // What the file holds for `value` of `attribute`: transformable objects made into data by
+    // their value transformer; every other value as it is.
+    static Value storedForm(const AttributeDescription& attribute, const Value& value);
 
     // Runs `body` inside BEGIN IMMEDIATE ... COMMIT; when `body` or the commit throws, the
     // transaction is rolled back and the exception passes on. The store's lock is held for the
@@ -173,9 +185,6 @@ class PersistentStore {
     void prepareHistory();
     bool historyTablesExist();
     void pruneHistory(const std::string& condition, const Value& bound);
-    std::vector<Value> readAttributes(const EntityDescription& entity,
-                                      SQLiteDatabase::Statement& statement, int firstColumn);
-    Value storedForm(const AttributeDescription& attribute, const Value& value) const;
     void bindRow(SQLiteDatabase::Statement& statement, int first, const EntityDescription& entity,
                  const std::vector<Value>& values,
                  const std::vector<std::optional<std::int64_t>>& toOne,

@@ -11,62 +11,92 @@ namespace dovrel::store {
 
 using namespace sql;
 
-std::vector<Value> PersistentStore::readAttributes(const EntityDescription& entity,
-                                                   SQLiteDatabase::Statement& statement,
-                                                   int firstColumn) {
-    std::vector<Value> values;
-    values.reserve(entity.attributes().size());
-    int column = firstColumn;
-    for (const auto& attribute : entity.attributes()) {
-        if (statement.isNull(column)) {
-            values.emplace_back();
-            ++column;
-            continue;
-        }
-        switch (attribute.attributeType) {
-            case AttributeType::integer64AttributeType:
-                values.emplace_back(statement.integer(column));
-                break;
-            case AttributeType::doubleAttributeType:
-                values.emplace_back(statement.real(column));
-                break;
-            case AttributeType::booleanAttributeType:
-                values.emplace_back(statement.integer(column) != 0);
-                break;
-            case AttributeType::stringAttributeType:
-                values.emplace_back(statement.text(column));
-                break;
-            case AttributeType::dateAttributeType:
-                values.emplace_back(Date(statement.real(column)));
-                break;
-            case AttributeType::binaryDataAttributeType:
-                values.emplace_back(statement.blob(column));
-                break;
-            case AttributeType::transformableAttributeType: {
-                auto transformer =
-                    ValueTransformer::valueTransformer(attribute.valueTransformerName);
+namespace {
+
+// Reads attributes of the current row of a statement into values, as the contexts hold them.
+// The value transformers of transformable attributes are looked up once, when the reader is
+// made, not once per row.
+class AttributeReader {
+  public:
+    AttributeReader(const EntityDescription& entity, std::vector<std::size_t> indexes,
+                    AttributeForm form)
+        : entity_(entity), indexes_(std::move(indexes)), form_(form) {
+        transformers_.reserve(indexes_.size());
+        for (const std::size_t index : indexes_) {
+            const auto& attribute = entity.attributes().at(index);
+            std::shared_ptr<ValueTransformer> transformer;
+            if (attribute.attributeType == AttributeType::transformableAttributeType &&
+                form_ == AttributeForm::values) {
+                transformer = ValueTransformer::valueTransformer(attribute.valueTransformerName);
                 if (!transformer) {
                     fatalError("No value transformer is registered under the name \"" +
                                attribute.valueTransformerName + "\"");
                 }
-                values.push_back(Value::object(
-                    transformer->reverseTransformedValue(std::any(statement.blob(column)))));
-                break;
             }
+            transformers_.push_back(std::move(transformer));
         }
-        ++column;
     }
-    return values;
-}
 
-std::vector<StoredRow> PersistentStore::fetchRows(
-    const EntityDescription& entity, const std::string& where, const std::vector<Value>& bindings,
-    const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit, bool keysOnly) {
-    std::string sql = "SELECT " + selectList(entity, keysOnly) + " FROM " + quoted(entity.name());
-    if (!where.empty()) {
-        sql += " WHERE " + where;
+    // Every attribute of the entity, in the entity's order.
+    static std::vector<std::size_t> all(const EntityDescription& entity) {
+        std::vector<std::size_t> indexes(entity.attributes().size());
+        for (std::size_t index = 0; index < indexes.size(); ++index) {
+            indexes[index] = index;
+        }
+        return indexes;
     }
-    sql += " ORDER BY ";
+
+    // The attributes, read from consecutive columns starting at `firstColumn`.
+    std::vector<Value> read(SQLiteDatabase::Statement& statement, int firstColumn) const {
+        std::vector<Value> values;
+        values.reserve(indexes_.size());
+        for (std::size_t position = 0; position < indexes_.size(); ++position) {
+            values.push_back(read(entity_.attributes()[indexes_[position]],
+                                  transformers_[position].get(), statement,
+                                  firstColumn + static_cast<int>(position)));
+        }
+        return values;
+    }
+
+  private:
+    static Value read(const AttributeDescription& attribute, const ValueTransformer* transformer,
+                      SQLiteDatabase::Statement& statement, int column) {
+        if (statement.isNull(column)) {
+            return Value();
+        }
+        switch (attribute.attributeType) {
+            case AttributeType::integer64AttributeType:
+                return Value(statement.integer(column));
+            case AttributeType::doubleAttributeType:
+                return Value(statement.real(column));
+            case AttributeType::booleanAttributeType:
+                return Value(statement.integer(column) != 0);
+            case AttributeType::stringAttributeType:
+                return Value(statement.text(column));
+            case AttributeType::dateAttributeType:
+                return Value(Date(statement.real(column)));
+            case AttributeType::binaryDataAttributeType:
+                return Value(statement.blob(column));
+            case AttributeType::transformableAttributeType:
+                if (transformer == nullptr) {
+                    return Value(statement.blob(column));  // the stored form was asked for
+                }
+                return Value::object(
+                    transformer->reverseTransformedValue(std::any(statement.blob(column))));
+        }
+        fatalError("Unknown attribute type of attribute \"" + attribute.name + "\"");
+    }
+
+    const EntityDescription& entity_;
+    std::vector<std::size_t> indexes_;
+    AttributeForm form_;
+    std::vector<std::shared_ptr<ValueTransformer>> transformers_;
+};
+
+// " ORDER BY <sort keys>, Z_PK [LIMIT n]".
+std::string orderAndLimit(const EntityDescription& entity,
+                          const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit) {
+    std::string sql = " ORDER BY ";
     for (const auto& sort : sortDescriptors) {
         if (entity.attribute(sort.key) == nullptr) {
             fatalError("Sort key \"" + sort.key + "\" is not an attribute of entity " +
@@ -78,11 +108,55 @@ std::vector<StoredRow> PersistentStore::fetchRows(
     if (limit > 0) {
         sql += " LIMIT " + std::to_string(limit);
     }
+    return sql;
+}
+
+}  // namespace
+
+std::vector<StoredRow> PersistentStore::fetchAttributeRows(
+    const EntityDescription& entity, const std::string& where, const std::vector<Value>& bindings,
+    const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit,
+    const std::vector<std::size_t>& attributes, AttributeForm form) {
+    const AttributeReader reader(entity, attributes, form);
+    std::string sql = "SELECT Z_PK, Z_OPT";
+    for (const std::size_t index : attributes) {
+        sql += ", " + quoted(entity.attributes().at(index).name);
+    }
+    sql += " FROM " + quoted(entity.name());
+    if (!where.empty()) {
+        sql += " WHERE " + where;
+    }
+    sql += orderAndLimit(entity, sortDescriptors, limit);
     std::lock_guard lock(mutex_);
     auto statement = database_->prepare(sql);
     for (std::size_t i = 0; i < bindings.size(); ++i) {
         statement.bind(static_cast<int>(i + 1), bindings[i]);
     }
+    std::vector<StoredRow> rows;
+    while (statement.step()) {
+        StoredRow row;
+        row.primaryKey = statement.integer(0);
+        row.version = statement.integer(1);
+        row.attributes = reader.read(statement, 2);
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+std::vector<StoredRow> PersistentStore::fetchRows(
+    const EntityDescription& entity, const std::string& where, const std::vector<Value>& bindings,
+    const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit, bool keysOnly) {
+    std::string sql = "SELECT " + selectList(entity, keysOnly) + " FROM " + quoted(entity.name());
+    if (!where.empty()) {
+        sql += " WHERE " + where;
+    }
+    sql += orderAndLimit(entity, sortDescriptors, limit);
+    std::lock_guard lock(mutex_);
+    auto statement = database_->prepare(sql);
+    for (std::size_t i = 0; i < bindings.size(); ++i) {
+        statement.bind(static_cast<int>(i + 1), bindings[i]);
+    }
+    const AttributeReader reader(entity, AttributeReader::all(entity), AttributeForm::values);
     std::vector<StoredRow> rows;
     const int toOneColumn = 2 + static_cast<int>(entity.attributes().size());
     while (statement.step()) {
@@ -90,7 +164,7 @@ std::vector<StoredRow> PersistentStore::fetchRows(
         row.primaryKey = statement.integer(0);
         row.version = statement.integer(1);
         if (!keysOnly) {
-            row.attributes = readAttributes(entity, statement, 2);
+            row.attributes = reader.read(statement, 2);
             row.toOne.resize(entity.toOneCount());
             for (std::size_t slot = 0; slot < entity.toOneCount(); ++slot) {
                 const int column = toOneColumn + static_cast<int>(slot);

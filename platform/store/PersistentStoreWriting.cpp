@@ -68,7 +68,7 @@ std::optional<std::int64_t> PersistentStore::rowVersion(const EntityDescription&
     return version;
 }
 
-Value PersistentStore::storedForm(const AttributeDescription& attribute, const Value& value) const {
+Value PersistentStore::storedForm(const AttributeDescription& attribute, const Value& value) {
     if (attribute.attributeType != AttributeType::transformableAttributeType || value.isNull()) {
         return value;
     }

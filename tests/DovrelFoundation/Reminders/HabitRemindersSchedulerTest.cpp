@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
 #include <regex>
 #include <set>
 #include <string>
@@ -11,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "DovrelFoundation/Model/LastFivePerformingDates.h"
 #include "DovrelFoundation/Reminders/HabitReminderIdentifiers.h"
 #include "platform/foundation/RegionOverrides.h"
 #include "tests/DovrelFoundation/Reminders/ReminderTestSupport.h"
@@ -381,6 +383,69 @@ TEST_F(HabitRemindersSchedulerTest, RequestsFromManyThreadsAllCompleteAndLeaveOn
 TEST_F(HabitRemindersSchedulerTest, StackIsMadeOnceOnFirstUse) {
     const auto stack = scheduler->habitsReschedulingStack();
     EXPECT_EQ(scheduler->habitsReschedulingStack(), stack);
+}
+
+TEST_F(HabitRemindersSchedulerTest,
+       RandomHabitsGetTheSameRemindersAsWorkingOutEveryHabitsNextReminderWould) {
+    // Habits with every kind of interval, time and last checkmark: the scheduler skips habits
+    // whose reminders cannot be among the earliest, and must still choose exactly the
+    // occurrences that the long way (every habit's next reminder and its two following days,
+    // stable-sorted by date in fetch order, the first 32) chooses.
+    std::mt19937 random(20250310);
+    std::uniform_int_distribution<int> hour(0, 23);
+    std::uniform_int_distribution<int> minute(0, 59);
+    std::uniform_int_distribution<std::int64_t> times(1, 3);
+    std::uniform_int_distribution<std::int64_t> days(1, 10);
+    std::uniform_int_distribution<int> daysAgo(0, 14);
+    std::uniform_int_distribution<int> kind(0, 9);
+    for (int round = 0; round < 4; ++round) {
+        std::vector<std::shared_ptr<Habit>> habits;
+        for (int index = 0; index < 90; ++index) {
+            const int habitKind = kind(random);
+            auto habit = addHabit(
+                habitKind == 0 ? std::nullopt : std::optional<std::string>(habitName(index)),
+                hour(random), minute(random), std::string("Why?"), habitKind != 1);
+            const std::int64_t habitTimes = times(random);
+            habit->setRepeatInterval(RepeatInterval(habitTimes, habitTimes * days(random)));
+            if (habitKind >= 4) {
+                habit->setLastFivePerformingDates(LastFivePerformingDates(
+                    {kyiv(2025, 3, 10, hour(random), minute(random)) - daysAgo(random) * 86400.0}));
+            }
+            habits.push_back(habit);
+        }
+        context().save();
+        rescheduleAndWait();
+
+        std::vector<std::tuple<std::string, Date>> all;
+        const Region region = Region::current();
+        for (const auto& habit : habits) {
+            const auto next = habit->nextReminder();
+            if (!habit->name() || !next) {
+                continue;
+            }
+            for (int day = 0; day < 3; ++day) {
+                DateComponents offset;
+                offset.day = day;
+                all.emplace_back(*habit->name(), *region.dateByAdding(offset, *next));
+            }
+        }
+        std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) {
+            return std::get<1>(a) < std::get<1>(b);
+        });
+        std::vector<std::tuple<std::string, Date, std::int64_t>> expected;
+        for (std::size_t index = 0; index < std::min<std::size_t>(all.size(), 32); ++index) {
+            expected.emplace_back(std::get<0>(all[index]), std::get<1>(all[index]),
+                                  static_cast<std::int64_t>(index + 1));
+        }
+        ASSERT_EQ(expected.size(), 32u);
+        // Not only today's: the chosen ones come from habits of several days and intervals.
+        EXPECT_NE(std::get<1>(expected.front()), std::get<1>(expected.back()));
+        EXPECT_THAT(calendarReminders(), ElementsAreArray(expected)) << "round " << round;
+        for (const auto& habit : habits) {
+            context().deleteObject(habit);
+        }
+        context().save();
+    }
 }
 
 }  // namespace

@@ -103,5 +103,71 @@ TEST(NextReminderBatchTest, NonFiniteInputsAreAnsweredAsTheCalculatorAnswersThem
     EXPECT_EQ(batch.nextReminder(civilDate(2024, 1, 1, 7), 1, infinite), expected);
 }
 
+// earliestPossibleReminder must never be later than a reminder it bounds, whatever the skip
+// interval and the last checkmark: the scheduler skips habits on the strength of it.
+void expectBoundNeverLater(const std::string& zone) {
+    ScopedRegion region(zone, "en_US");
+    std::mt19937_64 random(7);
+    std::uniform_real_distribution<double> dayOffset(-400.0, 400.0);
+    std::uniform_real_distribution<double> hour(0.0, 24.0);
+    std::uniform_int_distribution<std::int64_t> skip(1, 9);
+    std::size_t compared = 0;
+    std::size_t bindingBounds = 0;
+    for (int month = 1; month <= 12; ++month) {
+        for (int day = 1; day <= 28; day += 2) {
+            for (int onHour : {0, 1, 2, 3, 7, 12, 22, 23}) {
+                const Date on = civilDate(2025, static_cast<unsigned>(month),
+                                          static_cast<unsigned>(day), onHour, 30);
+                NextReminderBatch batch(on);
+                for (int sample = 0; sample < 6; ++sample) {
+                    const Date reminderTime = on + dayOffset(random) * kDay;
+                    std::optional<Date> last;
+                    if (sample % 3 == 1) {
+                        last = on - std::floor(hour(random)) * kDay + hour(random) * 3600.0;
+                    } else if (sample % 3 == 2) {
+                        last = on - dayOffset(random) * kDay / 50.0;
+                    }
+                    const Date bound = batch.earliestPossibleReminder(reminderTime);
+                    const Date next = batch.nextReminder(reminderTime, skip(random), last);
+                    ASSERT_LE(bound.timeIntervalSinceReferenceDate(),
+                              next.timeIntervalSinceReferenceDate())
+                        << zone << " on " << on.timeIntervalSinceReferenceDate() << " reminder "
+                        << reminderTime.timeIntervalSinceReferenceDate();
+                    bindingBounds += bound == next ? 1 : 0;
+                    ++compared;
+                }
+            }
+        }
+    }
+    EXPECT_GT(compared, 8000u);
+    // A bound that is never reached would be a useless one.
+    EXPECT_GT(bindingBounds, compared / 10);
+}
+
+TEST(NextReminderBatchTest, TheEarliestPossibleReminderIsNeverLaterInKyiv) {
+    expectBoundNeverLater("Europe/Kyiv");
+}
+
+TEST(NextReminderBatchTest, TheEarliestPossibleReminderIsNeverLaterInNewYork) {
+    expectBoundNeverLater("America/New_York");
+}
+
+TEST(NextReminderBatchTest, TheEarliestPossibleReminderIsNeverLaterWhereDaysStartAt0100) {
+    expectBoundNeverLater("America/Sao_Paulo");
+}
+
+TEST(NextReminderBatchTest, TheEarliestPossibleReminderIsNeverLaterWithHalfHourShifts) {
+    expectBoundNeverLater("Australia/Lord_Howe");
+}
+
+TEST(NextReminderBatchTest, TheEarliestPossibleReminderIsTodaysTimeOrNow) {
+    ScopedRegion region("Europe/Kyiv");
+    const Date on = civilDate(2025, 3, 10, 12);
+    NextReminderBatch batch(on);
+    EXPECT_EQ(batch.earliestPossibleReminder(civilDate(2024, 12, 1, 18, 15)),
+              civilDate(2025, 3, 10, 18, 15));
+    EXPECT_EQ(batch.earliestPossibleReminder(civilDate(2024, 12, 1, 7, 0)), on);
+}
+
 }  // namespace
 }  // namespace dovrel

@@ -151,6 +151,70 @@ TEST_F(ManagedObjectContextTest, FetchIncludesTheContextsUnsavedChanges) {
     EXPECT_EQ(view().count(request), 2);
 }
 
+TEST_F(ManagedObjectContextTest, FetchAttributesReadsTheNamedAttributesInFetchOrderWithoutObjects) {
+    for (auto [name, age] : std::vector<std::pair<std::string, int>>{
+             {"Dan", 40}, {"Ann", 30}, {"Cid", 20}, {"Bob", 50}}) {
+        auto person = insertPerson(view(), name, age);
+        person->setValue(Value::object(Rgb{static_cast<std::uint8_t>(age), 2, 3}), "favoriteColor");
+    }
+    view().save();
+    view().reset();
+    auto request = peopleByName();
+    request.setPredicate(Key("age") >= 30);
+    const auto rows = view().fetchAttributes(request, {"age", "favoriteColor", "name"});
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0].values[0].integer(), 30);
+    EXPECT_EQ(rows[0].values[1].objectAs<Rgb>(), (Rgb{30, 2, 3}));
+    EXPECT_EQ(rows[0].values[2].string(), "Ann");
+    EXPECT_EQ(rows[1].values[2].string(), "Bob");
+    EXPECT_EQ(rows[2].values[2].string(), "Dan");
+    // The IDs are those of the rows, and nothing was registered in the context for them.
+    EXPECT_TRUE(view().registeredObjects().empty());
+    EXPECT_EQ(view().existingObject(rows[1].objectID)->value("name").string(), "Bob");
+
+    const auto stored =
+        view().fetchAttributes(request, {"favoriteColor"}, AttributeForm::storedData);
+    ASSERT_EQ(stored.size(), 3u);
+    EXPECT_EQ(stored[2].values[0].data(), (Data{40, 2, 3}));
+
+    request.setFetchLimit(1);
+    request.setSortDescriptors({{"age", false}});
+    const auto oldest = view().fetchAttributes(request, {"name"});
+    ASSERT_EQ(oldest.size(), 1u);
+    EXPECT_EQ(oldest[0].values[0].string(), "Bob");
+}
+
+TEST_F(ManagedObjectContextTest, FetchAttributesSeesTheContextsUnsavedChanges) {
+    insertPerson(view(), "Ann", 30);
+    auto bob = insertPerson(view(), "Bob", 50);
+    auto cid = insertPerson(view(), "Cid", 60);
+    view().save();
+    auto eve = insertPerson(view(), "Eve", 35);
+    eve->setValue(Value::object(Rgb{9, 8, 7}), "favoriteColor");
+    bob->setAge(10);
+    view().deleteObject(cid);
+    auto request = peopleByName();
+    request.setPredicate(Key("age") >= 30);
+    const auto rows = view().fetchAttributes(request, {"name"});
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0].values[0].string(), "Ann");
+    EXPECT_EQ(rows[1].values[0].string(), "Eve");
+    EXPECT_EQ(rows[1].objectID, eve->objectID());
+    // The stored form of an unsaved value is what a save would write.
+    const auto stored =
+        view().fetchAttributes(request, {"favoriteColor"}, AttributeForm::storedData);
+    ASSERT_EQ(stored.size(), 2u);
+    EXPECT_EQ(stored[1].values[0].data(), (Data{9, 8, 7}));
+    EXPECT_TRUE(stored[0].values[0].isNull());
+}
+
+TEST_F(ManagedObjectContextTest, FetchAttributesOfAnUnknownAttributeIsAProgrammingError) {
+    insertPerson(view(), "Ann", 30);
+    view().save();
+    EXPECT_DEATH(view().fetchAttributes(peopleByName(), {"name", "height"}),
+                 "Entity Person has no attribute \"height\"");
+}
+
 TEST_F(ManagedObjectContextTest, ChangedValuesAreSavedAndSeenByAFreshContext) {
     auto person = insertPerson(view(), "Ann", 30);
     view().save();
