@@ -14,22 +14,28 @@ namespace {
 
 constexpr std::int64_t kLongestRhythm = 10'000;
 
-// Writes down the steps of a pass. A run of missed days that ends early (a day that changed
-// nothing, so no later one would) leaves its remaining days out: they cost nothing.
+// Writes down the steps of a pass, and counts every missed day. A missed day that changed
+// nothing ends its run (no later day of it would change anything): neither it nor the rest of
+// the run is a step.
 class StepRecorder {
   public:
-    StepRecorder(CalendarDayIndex& index, std::vector<ProgressStep>& steps)
-        : index_(index), steps_(steps) {}
+    StepRecorder(CalendarDayIndex& index, std::vector<ProgressStep>& steps,
+                 std::int64_t& missedDays)
+        : index_(index), steps_(steps), missedDays_(missedDays) {}
 
     void checkmark(Date date, double before, double after) {
         steps_.push_back({ProgressStep::Kind::checkmark, index_.dayStart(date), before, after});
     }
-    void missedDays(Date previous, std::int64_t, double) {
+    void missedDays(Date previous, std::int64_t count, double) {
         runFrom_ = index_.dayStart(previous);
         runDay_ = 0;
+        missedDays_ += count;
     }
     void missedDay(double before, double after) {
         ++runDay_;
+        if (after == before) {
+            return;
+        }
         steps_.push_back(
             {ProgressStep::Kind::missedDay, dateInDays(runFrom_, runDay_), before, after});
     }
@@ -37,6 +43,7 @@ class StepRecorder {
   private:
     CalendarDayIndex& index_;
     std::vector<ProgressStep>& steps_;
+    std::int64_t& missedDays_;
     Date runFrom_;
     std::int64_t runDay_ = 0;
 };
@@ -54,7 +61,7 @@ ProgressExplanation ProgressExplanation::explain(std::span<const Date> performin
     }
     CalendarDayIndex index = CalendarDayIndex::current();
     const std::vector<Date> kept = progress_pass::sortedUpTo(performingDates, on, index);
-    StepRecorder recorder(index, explanation.steps_);
+    StepRecorder recorder(index, explanation.steps_, explanation.missedDays_);
     const double atLast =
         progress_pass::overSorted(kept, interval->times(), interval->days(), index, recorder);
     explanation.progressAtLastCheckmark_ = atLast;

@@ -53,7 +53,11 @@ class ProgressExplanation {
     // The habit's checkmarks and interval (the checkmarks are read).
     static ProgressExplanation explain(const Habit& habit, Date on);
 
+    // The steps in the order taken. A missed day that changed nothing (the score was 0, or its
+    // loss too small to move it) is not a step, nor is any later day of the same run.
     const std::vector<ProgressStep>& steps() const noexcept { return steps_; }
+    // Every missed day the formula counted, those that changed nothing included.
+    std::int64_t missedDays() const noexcept { return missedDays_; }
     // The unrounded score on the explained instant, and the score as shown (rounded up).
     double unroundedProgress() const noexcept { return unroundedProgress_; }
     std::int64_t progress() const noexcept { return progress_; }
@@ -67,6 +71,7 @@ class ProgressExplanation {
     ProgressExplanation() = default;
 
     std::vector<ProgressStep> steps_;
+    std::int64_t missedDays_ = 0;
     double unroundedProgress_ = 0;
     std::int64_t progress_ = 0;
     Date on_;

@@ -9,6 +9,7 @@
 #include "DovrelFoundation/Appearance/UserInterfaceStyleDescription.h"
 #include "DovrelFoundation/Persistence/ContextExtensions.h"
 #include "DovrelFoundation/Progress/DateExtensions.h"
+#include "DovrelFoundation/Progress/ProgressExplanation.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/HabitJson.h"
 #include "apps/dovrel/HabitReports.h"
@@ -16,6 +17,7 @@
 #include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/HabitViews.h"
 #include "apps/dovrel/LocaleFormats.h"
+#include "apps/dovrel/ProgressWhy.h"
 #include "apps/dovrel/ReminderCommands.h"
 #include "apps/dovrel/TextLayout.h"
 #include "apps/dovrel/Texts.h"
@@ -184,6 +186,20 @@ void showHabit(const Application& application, const Terminal& terminal, const s
         print(habitReminderLines(application, found.habit->objectID().uriRepresentation()));
     }
     application.tracker().trackEvent(MainApp(MainApp::name_detail_screen).rawValue());
+}
+
+void explainProgress(const Application& application, const Terminal& terminal,
+                     const std::string& words, std::optional<Date> at, bool json) {
+    const auto found = findHabit(application, words);
+    const Date on = at.value_or(Clock::now());
+    const auto report = makeHabitReport(*found.habit, found.listNumber, on, ReportDetail::list);
+    const auto explanation = ProgressExplanation::explain(*found.habit, on);
+    if (json) {
+        std::cout << progressWhyJson(report, explanation, Region::current()).dump(2, ' ', false)
+                  << '\n';
+    } else {
+        print(progressWhyLines(report, explanation, terminal, Region::current()));
+    }
 }
 
 void editHabit(const Application& application, const std::string& words, const HabitEdits& edits) {

@@ -42,6 +42,10 @@ void checkHabit(const Application& application, const std::string& habit, std::o
 // show HABIT [--at WHEN] [--json]
 void showHabit(const Application& application, const Terminal& terminal, const std::string& habit,
                std::optional<Date> at, bool json);
+// why HABIT [--at WHEN] [--json]: how the habit's score on the day of `at` (now when absent)
+// came about, step by step, and what further checkmarks would reach 50, 80 and 100.
+void explainProgress(const Application& application, const Terminal& terminal,
+                     const std::string& habit, std::optional<Date> at, bool json);
 // edit HABIT
 void editHabit(const Application& application, const std::string& habit, const HabitEdits& edits);
 // delete HABIT

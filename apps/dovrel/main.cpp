@@ -181,6 +181,11 @@ int main(int argc, char** argv) {
     show->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
     show->add_flag("--json", json, text("Cli.Help.Option.Json"));
 
+    auto* why = app.add_subcommand("why", text("Cli.Help.Why"));
+    why->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
+    why->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
+    why->add_flag("--json", json, text("Cli.Help.Option.Json"));
+
     auto* edit = app.add_subcommand("edit", text("Cli.Help.Edit"));
     edit->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
     edit->add_option("--name", habitOptions.name, text("Cli.Help.Option.NewName"));
@@ -288,6 +293,8 @@ int main(int argc, char** argv) {
             dovrel::cli::checkHabit(application, habit, when, fromWidget);
         } else if (show->parsed()) {
             dovrel::cli::showHabit(application, terminal, habit, when, json);
+        } else if (why->parsed()) {
+            dovrel::cli::explainProgress(application, terminal, habit, when, json);
         } else if (edit->parsed()) {
             dovrel::cli::editHabit(application, habit, edits);
         } else if (remove->parsed()) {
