@@ -13,6 +13,9 @@ namespace dovrel {
 namespace {
 
 constexpr std::int64_t kLongestRhythm = 10'000;
+// Milestones further ahead than this many days (about 270 years) are out of reach: no calendar
+// worth showing places them.
+constexpr std::int64_t kFarthestDay = 100'000;
 
 // Writes down the steps of a pass, and counts every missed day. A missed day that changed
 // nothing ends its run (no later day of it would change anything): neither it nor the rest of
@@ -97,7 +100,11 @@ std::optional<ProgressMilestone> ProgressExplanation::milestone(std::int64_t sco
     const std::int64_t rhythm = times > 0 ? std::max<std::int64_t>(days / times, 1) : 1;
     double progress = progressAtLastCheckmark_;
     std::optional<Date> last = lastCheckmark_;
-    Date next = last && index.dayStart(*last) == today ? dateInDays(today, rhythm) : today;
+    if (rhythm > kFarthestDay) {
+        return std::nullopt;
+    }
+    std::int64_t ahead = last && index.dayStart(*last) == today ? rhythm : 0;
+    Date next = dateInDays(today, ahead);
     progress_pass::NoProgressSteps none;
     for (std::int64_t checkmarks = 1; checkmarks <= kLongestRhythm; ++checkmarks) {
         if (last) {
@@ -107,6 +114,10 @@ std::optional<ProgressMilestone> ProgressExplanation::milestone(std::int64_t sco
         progress = progress_pass::gained(progress);
         if (HabitProgressCalculator::roundedUp(progress) >= score) {
             return ProgressMilestone{score, checkmarks, next};
+        }
+        ahead += rhythm;
+        if (ahead > kFarthestDay) {
+            return std::nullopt;
         }
         last = next;
         next = dateInDays(next, rhythm);

@@ -64,7 +64,8 @@ class ProgressExplanation {
     Date on() const noexcept { return on_; }
 
     // The further checkmarks that raise the shown score to `score` (0...100), or nothing when
-    // the habit has no interval or the rhythm never gets there (within 10,000 checkmarks).
+    // the habit has no interval or the rhythm never gets there (within 10,000 checkmarks and
+    // 100,000 days).
     std::optional<ProgressMilestone> milestone(std::int64_t score) const;
 
   private:

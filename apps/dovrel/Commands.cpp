@@ -19,6 +19,7 @@
 #include "apps/dovrel/LocaleFormats.h"
 #include "apps/dovrel/ProgressWhy.h"
 #include "apps/dovrel/ReminderCommands.h"
+#include "apps/dovrel/StatisticsViews.h"
 #include "apps/dovrel/TextLayout.h"
 #include "apps/dovrel/Texts.h"
 #include "platform/foundation/Clock.h"
@@ -199,6 +200,53 @@ void explainProgress(const Application& application, const Terminal& terminal,
                   << '\n';
     } else {
         print(progressWhyLines(report, explanation, terminal, Region::current()));
+    }
+}
+
+namespace {
+
+HabitStatisticsReport statisticsReport(const Habit& habit, std::size_t listNumber, Date on) {
+    HabitStatisticsReport report{makeHabitReport(habit, listNumber, on, ReportDetail::list),
+                                 std::nullopt};
+    if (const auto interval = habit.repeatInterval()) {
+        report.statistics =
+            HabitStatistics::compute(habit.performingDates(), *interval, on,
+                                     firstWeekday(Region::current().localeIdentifier()),
+                                     habit.creationDate());
+    }
+    return report;
+}
+
+}  // namespace
+
+void showStatistics(const Application& application, const Terminal& terminal,
+                    const std::optional<std::string>& words, std::optional<Date> at, bool json) {
+    const Date on = at.value_or(Clock::now());
+    const Region region = Region::current();
+    if (words) {
+        const auto found = findHabit(application, *words);
+        const auto report = statisticsReport(*found.habit, found.listNumber, on);
+        if (json) {
+            std::cout << statisticsJson(report, region).dump(2, ' ', false) << '\n';
+        } else {
+            print(statisticsDetailLines(report, terminal, region));
+        }
+        return;
+    }
+    const auto habits = application.habits();
+    std::vector<HabitStatisticsReport> reports;
+    reports.reserve(habits.size());
+    for (std::size_t index = 0; index < habits.size(); ++index) {
+        reports.push_back(statisticsReport(*habits[index], index + 1, on));
+    }
+    if (json) {
+        auto array = nlohmann::ordered_json::array();
+        for (const auto& report : reports) {
+            array.push_back(statisticsJson(report, region));
+        }
+        std::cout << array.dump(2, ' ', false) << '\n';
+    } else {
+        print(statisticsListLines(reports, terminal, region));
     }
 }
 

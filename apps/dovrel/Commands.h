@@ -46,6 +46,10 @@ void showHabit(const Application& application, const Terminal& terminal, const s
 // came about, step by step, and what further checkmarks would reach 50, 80 and 100.
 void explainProgress(const Application& application, const Terminal& terminal,
                      const std::string& habit, std::optional<Date> at, bool json);
+// stats [HABIT] [--at WHEN] [--json]: streaks in the habit's own terms and completion per week
+// and month on the day of `at` (now when absent), for one habit or, without one, every habit.
+void showStatistics(const Application& application, const Terminal& terminal,
+                    const std::optional<std::string>& habit, std::optional<Date> at, bool json);
 // edit HABIT
 void editHabit(const Application& application, const std::string& habit, const HabitEdits& edits);
 // delete HABIT

@@ -1,48 +1,17 @@
 #include "apps/dovrel/ProgressWhy.h"
 
-#include <unicode/locid.h>
-#include <unicode/numberformatter.h>
-
 #include <algorithm>
 
 #include "apps/dovrel/HabitJson.h"
 #include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/LocaleFormats.h"
+#include "apps/dovrel/NumberText.h"
 #include "apps/dovrel/TextLayout.h"
 #include "apps/dovrel/Texts.h"
 
 namespace dovrel::cli {
 
 namespace {
-
-// Scores with two decimals in a locale's digits and separators; changes with their sign.
-class ScoreText {
-  public:
-    explicit ScoreText(const std::string& localeIdentifier) {
-        const icu::Locale locale(localeIdentifier.c_str());
-        plain_ = icu::number::NumberFormatter::withLocale(locale).precision(
-            icu::number::Precision::fixedFraction(2));
-        signed_ = plain_.sign(UNUM_SIGN_ALWAYS);
-    }
-
-    std::string operator()(double value) const { return format(plain_, value); }
-    std::string change(double value) const { return format(signed_, value); }
-
-  private:
-    static std::string format(const icu::number::LocalizedNumberFormatter& formatter,
-                              double value) {
-        UErrorCode status = U_ZERO_ERROR;
-        const icu::UnicodeString text = formatter.formatDouble(value, status).toString(status);
-        std::string result;
-        if (U_FAILURE(status)) {
-            return std::to_string(value);
-        }
-        return text.toUTF8String(result);
-    }
-
-    icu::number::LocalizedNumberFormatter plain_;
-    icu::number::LocalizedNumberFormatter signed_;
-};
 
 std::size_t checkmarkCount(const std::vector<ProgressStep>& steps) {
     return static_cast<std::size_t>(std::count_if(steps.begin(), steps.end(), [](const auto& step) {
@@ -110,7 +79,7 @@ std::vector<std::string> progressWhyLines(const HabitReport& report,
                                           const ProgressExplanation& explanation,
                                           const Terminal& terminal, const Region& region) {
     const Region display = displayRegion(region);
-    const ScoreText score(region.localeIdentifier());
+    const NumberText score(region.localeIdentifier(), 2);
     const std::string year = formatWithSkeleton(explanation.on(), "y", display);
     std::vector<std::string> lines;
     lines.push_back(terminal.emphasized(

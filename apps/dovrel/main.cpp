@@ -186,6 +186,12 @@ int main(int argc, char** argv) {
     why->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
     why->add_flag("--json", json, text("Cli.Help.Option.Json"));
 
+    std::string statsHabit;
+    auto* stats = app.add_subcommand("stats", text("Cli.Help.Stats"));
+    stats->add_option("HABIT", statsHabit, text("Cli.Help.Option.StatsHabit"));
+    stats->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
+    stats->add_flag("--json", json, text("Cli.Help.Option.Json"));
+
     auto* edit = app.add_subcommand("edit", text("Cli.Help.Edit"));
     edit->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
     edit->add_option("--name", habitOptions.name, text("Cli.Help.Option.NewName"));
@@ -295,6 +301,11 @@ int main(int argc, char** argv) {
             dovrel::cli::showHabit(application, terminal, habit, when, json);
         } else if (why->parsed()) {
             dovrel::cli::explainProgress(application, terminal, habit, when, json);
+        } else if (stats->parsed()) {
+            dovrel::cli::showStatistics(
+                application, terminal,
+                statsHabit.empty() ? std::nullopt : std::optional<std::string>(statsHabit), when,
+                json);
         } else if (edit->parsed()) {
             dovrel::cli::editHabit(application, habit, edits);
         } else if (remove->parsed()) {

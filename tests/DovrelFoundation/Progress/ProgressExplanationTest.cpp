@@ -175,5 +175,14 @@ TEST(ProgressExplanation, DaysOfALongGapAfterTheScoreReaches0AreLeftOut) {
     EXPECT_EQ(explanation.progress(), 0);
 }
 
+TEST(ProgressExplanation, ARhythmOfBillionsOfDaysReachesNothingAndStopsNothing) {
+    ScopedRegion region("America/New_York");
+    const std::vector<Date> dates{januaryNoon(1), januaryNoon(2)};
+    const auto explanation =
+        ProgressExplanation::explain(dates, RepeatInterval(1, 3'000'000'000), januaryNoon(20));
+    EXPECT_FALSE(explanation.milestone(50).has_value());
+    EXPECT_EQ(explanation.milestone(1)->checkmarks, 0);
+}
+
 }  // namespace
 }  // namespace dovrel

@@ -102,7 +102,9 @@ class HabitCommands : public ::testing::Test {
                  {"show", habit, "--at", "2026-03-08"},
                  {"show", habit, "--at", "2030-01-01", "--json"},
                  {"why", habit},
-                 {"why", habit, "--at", "2026-03-08", "--json"}}) {
+                 {"why", habit, "--at", "2026-03-08", "--json"},
+                 {"stats"},
+                 {"stats", habit, "--json"}}) {
             const auto result = run(arguments);
             EXPECT_EQ(result.exitStatus, 0) << arguments[0] << ": " << result.standardError;
             EXPECT_EQ(result.standardError, "") << arguments[0];
