@@ -176,14 +176,15 @@ void checkHabit(const Application& application, const std::string& words, std::o
 }
 
 void showHabit(const Application& application, const Terminal& terminal, const std::string& words,
-               std::optional<Date> at, bool json) {
+               std::optional<Date> at, bool json, bool year) {
     const auto found = findHabit(application, words);
     const auto report = makeHabitReport(*found.habit, found.listNumber, at.value_or(Clock::now()),
                                         ReportDetail::details);
     if (json) {
         std::cout << habitJson(report, Region::current()).dump(2, ' ', false) << '\n';
     } else {
-        print(habitDetailLines(report, terminal, Region::current()));
+        print(habitDetailLines(report, terminal, Region::current(),
+                               year ? DetailCalendar::year : DetailCalendar::month));
         print(habitReminderLines(application, found.habit->objectID().uriRepresentation()));
     }
     application.tracker().trackEvent(MainApp(MainApp::name_detail_screen).rawValue());
@@ -209,10 +210,9 @@ HabitStatisticsReport statisticsReport(const Habit& habit, std::size_t listNumbe
     HabitStatisticsReport report{makeHabitReport(habit, listNumber, on, ReportDetail::list),
                                  std::nullopt};
     if (const auto interval = habit.repeatInterval()) {
-        report.statistics =
-            HabitStatistics::compute(habit.performingDates(), *interval, on,
-                                     firstWeekday(Region::current().localeIdentifier()),
-                                     habit.creationDate());
+        report.statistics = HabitStatistics::compute(
+            habit.performingDates(), *interval, on,
+            firstWeekday(Region::current().localeIdentifier()), habit.creationDate());
     }
     return report;
 }

@@ -39,9 +39,10 @@ void addHabit(const Application& application, const HabitEdits& edits);
 // check HABIT [--at WHEN] [--from-widget]
 void checkHabit(const Application& application, const std::string& habit, std::optional<Date> at,
                 bool fromWidget);
-// show HABIT [--at WHEN] [--json]
+// show HABIT [--at WHEN] [--json] [--year]: with `year`, the text ends with the year up to the
+// day as a grid of weeks instead of the day's month.
 void showHabit(const Application& application, const Terminal& terminal, const std::string& habit,
-               std::optional<Date> at, bool json);
+               std::optional<Date> at, bool json, bool year = false);
 // why HABIT [--at WHEN] [--json]: how the habit's score on the day of `at` (now when absent)
 // came about, step by step, and what further checkmarks would reach 50, 80 and 100.
 void explainProgress(const Application& application, const Terminal& terminal,

@@ -11,6 +11,7 @@
 #include "apps/dovrel/ProgressBar.h"
 #include "apps/dovrel/TextLayout.h"
 #include "apps/dovrel/Texts.h"
+#include "apps/dovrel/YearHeatMap.h"
 
 namespace dovrel::cli {
 
@@ -124,7 +125,7 @@ std::vector<std::string> habitListLines(const std::vector<HabitReport>& reports,
 }
 
 std::vector<std::string> habitDetailLines(const HabitReport& report, const Terminal& terminal,
-                                          const Region& region) {
+                                          const Region& region, DetailCalendar calendar) {
     const Region display = displayRegion(region);
     std::vector<std::string> lines;
     std::string title = terminal.emphasized(displayName(report));
@@ -175,22 +176,42 @@ std::vector<std::string> habitDetailLines(const HabitReport& report, const Termi
     appendFields(lines, fields);
     lines.push_back("");
 
-    MonthCalendar calendar;
+    if (calendar == DetailCalendar::year) {
+        YearHeatMap year;
+        const auto shown = display.components(report.day);
+        year.year = shown.year.value_or(2001);
+        year.month = shown.month.value_or(1);
+        year.day = shown.day.value_or(1);
+        year.firstWeekday = firstWeekday(display.localeIdentifier());
+        year.weekdayNames = shortWeekdayNames(display.localeIdentifier());
+        year.monthNames = shortMonthNames(display.localeIdentifier());
+        for (const Date date : checkmarks) {
+            const auto components = display.components(date);
+            if (components.year && components.month && components.day) {
+                year.checkedDays.insert(
+                    daysFromCivil(*components.year, *components.month, *components.day));
+            }
+        }
+        for (auto& line : year.lines(terminal, report.color)) {
+            lines.push_back("  " + line);
+        }
+        return lines;
+    }
+    MonthCalendar month;
     const auto shown = display.components(report.day);
-    calendar.year = shown.year.value_or(2001);
-    calendar.month = shown.month.value_or(1);
-    calendar.selectedDay = shown.day;
-    calendar.firstWeekday = firstWeekday(display.localeIdentifier());
-    calendar.weekdayNames = shortWeekdayNames(display.localeIdentifier());
-    calendar.title = formatWithSkeleton(report.day, "yMMMM", display);
+    month.year = shown.year.value_or(2001);
+    month.month = shown.month.value_or(1);
+    month.selectedDay = shown.day;
+    month.firstWeekday = firstWeekday(display.localeIdentifier());
+    month.weekdayNames = shortWeekdayNames(display.localeIdentifier());
+    month.title = formatWithSkeleton(report.day, "yMMMM", display);
     for (const Date date : checkmarks) {
         const auto components = display.components(date);
-        if (components.year == calendar.year && components.month == calendar.month &&
-            components.day) {
-            calendar.checkedDays.insert(*components.day);
+        if (components.year == month.year && components.month == month.month && components.day) {
+            month.checkedDays.insert(*components.day);
         }
     }
-    for (auto& line : calendar.lines(terminal, report.color)) {
+    for (auto& line : month.lines(terminal, report.color)) {
         lines.push_back("  " + line);
     }
     return lines;

@@ -28,8 +28,12 @@ std::vector<std::string> habitListLines(const std::vector<HabitReport>& reports,
 // One habit in detail: name and question, interval, colour, reminder, creation date, number of
 // checkmarks, then the report's day with the progress and whether it is checked, then the month
 // of that day as a calendar with the checked days marked. The report must carry its checkmarks.
+// What the details end with: the month of the report's day, or the year up to it as a grid of
+// weeks (YearHeatMap).
+enum class DetailCalendar { month, year };
 std::vector<std::string> habitDetailLines(const HabitReport& report, const Terminal& terminal,
-                                          const Region& region);
+                                          const Region& region,
+                                          DetailCalendar calendar = DetailCalendar::month);
 
 // "“Read”", the habit's name in the locale's quotation marks; "#<list number>" for a habit
 // without a name.

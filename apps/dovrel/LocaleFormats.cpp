@@ -64,6 +64,30 @@ std::array<std::string, 7> shortWeekdayNames(const std::string& localeIdentifier
     return names;
 }
 
+std::array<std::string, 12> shortMonthNames(const std::string& localeIdentifier) {
+    std::array<std::string, 12> names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::DateFormatSymbols symbols(icu::Locale(localeIdentifier.c_str()), status);
+    if (U_FAILURE(status)) {
+        return names;
+    }
+    std::int32_t count = 0;
+    const icu::UnicodeString* months = symbols.getMonths(count, icu::DateFormatSymbols::STANDALONE,
+                                                         icu::DateFormatSymbols::ABBREVIATED);
+    if (months == nullptr || count < 12) {
+        return names;
+    }
+    for (std::size_t month = 0; month < 12; ++month) {
+        std::string name;
+        months[month].toUTF8String(name);
+        if (!name.empty()) {
+            names[month] = name;
+        }
+    }
+    return names;
+}
+
 Region displayRegion(const Region& region) {
     return Region("gregorian", region.timeZoneIdentifier(), region.localeIdentifier());
 }

@@ -26,6 +26,9 @@ std::int64_t firstWeekday(const std::string& localeIdentifier);
 // The shortest standalone weekday names of the locale ("Su", "Mo"... in English), Sunday first.
 std::array<std::string, 7> shortWeekdayNames(const std::string& localeIdentifier);
 
+// The short standalone month names of the locale ("Jan", "Feb"... in English), January first.
+std::array<std::string, 12> shortMonthNames(const std::string& localeIdentifier);
+
 // The region that people's texts are shown in: Gregorian, with the zone and locale of `region`.
 Region displayRegion(const Region& region);
 

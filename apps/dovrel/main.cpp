@@ -180,6 +180,8 @@ int main(int argc, char** argv) {
     show->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
     show->add_option("--at", at, text("Cli.Help.Option.At"))->type_name("WHEN");
     show->add_flag("--json", json, text("Cli.Help.Option.Json"));
+    bool showYear = false;
+    show->add_flag("--year", showYear, text("Cli.Help.Option.Year"));
 
     auto* why = app.add_subcommand("why", text("Cli.Help.Why"));
     why->add_option("HABIT", habit, text("Cli.Help.Option.Habit"))->required();
@@ -298,7 +300,7 @@ int main(int argc, char** argv) {
         } else if (check->parsed()) {
             dovrel::cli::checkHabit(application, habit, when, fromWidget);
         } else if (show->parsed()) {
-            dovrel::cli::showHabit(application, terminal, habit, when, json);
+            dovrel::cli::showHabit(application, terminal, habit, when, json, showYear);
         } else if (why->parsed()) {
             dovrel::cli::explainProgress(application, terminal, habit, when, json);
         } else if (stats->parsed()) {

@@ -103,6 +103,7 @@ class HabitCommands : public ::testing::Test {
                  {"show", habit, "--at", "2030-01-01", "--json"},
                  {"why", habit},
                  {"why", habit, "--at", "2026-03-08", "--json"},
+                 {"show", habit, "--year"},
                  {"stats"},
                  {"stats", habit, "--json"}}) {
             const auto result = run(arguments);

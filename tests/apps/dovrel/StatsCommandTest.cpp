@@ -85,5 +85,16 @@ TEST_F(StatsCommand, NoHabitsSaysSo) {
     EXPECT_EQ(result.standardOutput.rfind("No habits yet.", 0), 0u) << result.standardOutput;
 }
 
+TEST_F(StatsCommand, ShowYearEndsWithAYearOfWeeksInsteadOfTheMonth) {
+    addRead();
+    const std::string output = succeed({"show", "Read", "--year"}, "2026-11-24 09:00:00");
+    EXPECT_EQ(output.find("November 2026"), std::string::npos) << output;
+    EXPECT_NE(output.find("  Checked days in these 53 weeks: 10\n"), std::string::npos) << output;
+    // Monday's row ends with the checked Mondays of November (2, 9, 16, 23).
+    EXPECT_NE(output.find("■■■■\n"), std::string::npos) << output;
+    const std::string month = succeed({"show", "Read"}, "2026-11-24 09:00:00");
+    EXPECT_NE(month.find("November 2026"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace dovrel
