@@ -3,6 +3,7 @@
 #include "DovrelFoundation/Model/DecodingError.h"
 #include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Model/HabitBackupCoding.h"
+#include "platform/foundation/AtomicFile.h"
 #include "platform/store/ManagedObjectContext.h"
 
 #include <nlohmann/json.hpp>
@@ -110,22 +111,9 @@ void HabitBackupArchive::writeBackupFile(
     const std::shared_ptr<store::ManagedObjectContext>& context,
     const std::filesystem::path& file) {
     const std::string text = makeBackup(context);
-    const std::filesystem::path partial = file.string() + ".partial";
-    {
-        std::ofstream out(partial, std::ios::binary | std::ios::trunc);
-        out << text;
-        out.flush();
-        if (!out) {
-            std::error_code ignored;
-            std::filesystem::remove(partial, ignored);
-            throw archiveError(ErrorCode::fileUnwritable,
-                               "The backup could not be written to " + file.string() + ".");
-        }
-    }
-    std::error_code error;
-    std::filesystem::rename(partial, file, error);
-    if (error) {
-        std::filesystem::remove(partial, error);
+    try {
+        writeFileAtomically(file, text);
+    } catch (const std::system_error&) {
         throw archiveError(ErrorCode::fileUnwritable,
                            "The backup could not be written to " + file.string() + ".");
     }

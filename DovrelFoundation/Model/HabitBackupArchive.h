@@ -64,7 +64,8 @@ class HabitBackupArchive {
     static std::string makeBackup(const std::vector<std::shared_ptr<Habit>>& habits);
     // The archive text of every habit of the context, oldest first (Habit's default sort).
     static std::string makeBackup(const std::shared_ptr<store::ManagedObjectContext>& context);
-    // makeBackup(context) written to `file`: a new file beside it, renamed over it when complete.
+    // makeBackup(context) written to `file` (writeFileAtomically: private to the user, a new file
+    // beside it renamed over it when complete and synced).
     static void writeBackupFile(const std::shared_ptr<store::ManagedObjectContext>& context,
                                 const std::filesystem::path& file);
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "apps/dovrel-notifyd/DeliveryJournal.h"
-#include "apps/dovrel-notifyd/FileDescriptor.h"
+#include "platform/foundation/FileDescriptor.h"
 #include "apps/dovrel-notifyd/FileWatch.h"
 #include "apps/dovrel-notifyd/TriggerTimer.h"
 #include "platform/notifications/NotificationRequest.h"

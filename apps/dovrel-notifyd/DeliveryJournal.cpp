@@ -7,7 +7,7 @@
 #include <fstream>
 #include <system_error>
 
-#include "apps/dovrel-notifyd/FileDescriptor.h"
+#include "platform/foundation/FileDescriptor.h"
 
 namespace dovrel::notifyd {
 

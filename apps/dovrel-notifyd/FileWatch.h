@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/dovrel-notifyd/FileDescriptor.h"
+#include "platform/foundation/FileDescriptor.h"
 
 namespace dovrel::notifyd {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/dovrel-notifyd/FileDescriptor.h"
+#include "platform/foundation/FileDescriptor.h"
 #include "platform/foundation/Date.h"
 
 namespace dovrel::notifyd {

@@ -4,9 +4,9 @@
 
 #include <utility>
 
-namespace dovrel::notifyd {
+namespace dovrel {
 
-// Owns one file descriptor and closes it when destroyed. Move-only. -1 means "none".
+// Owns one file descriptor and closes it when destroyed. Move-only; -1 means "none".
 class FileDescriptor {
   public:
     FileDescriptor() noexcept = default;
@@ -27,15 +27,17 @@ class FileDescriptor {
     int get() const noexcept { return descriptor_; }
     explicit operator bool() const noexcept { return descriptor_ >= 0; }
 
-    void reset() noexcept {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-            descriptor_ = -1;
+    // Closes now; false when the close failed (a late write error of some filesystems shows up
+    // only here). Closing nothing succeeds.
+    bool reset() noexcept {
+        if (descriptor_ < 0) {
+            return true;
         }
+        return ::close(std::exchange(descriptor_, -1)) == 0;
     }
 
   private:
     int descriptor_ = -1;
 };
 
-}  // namespace dovrel::notifyd
+}  // namespace dovrel
