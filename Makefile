@@ -5,7 +5,7 @@ GENERATOR    := -G Ninja
 JOBS         ?= $(shell nproc)
 CTEST_FLAGS  := --output-on-failure -j $(JOBS)
 
-.PHONY: all deps build build-asan run test test-release test-sanitizers bench format clean
+.PHONY: all deps build build-asan run test test-release test-sanitizers bench crash-trials format clean
 
 all: build
 
@@ -40,6 +40,10 @@ test-sanitizers: build-asan
 
 bench: build
 	@for program in $(BUILD)/bin/bench_*; do echo "== $$program"; $$program; done
+
+# A thousand writers killed at random moments (make test runs fifty).
+crash-trials: build
+	./$(BUILD)/bin/dovrel_crash_trials --trials 1000
 
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
