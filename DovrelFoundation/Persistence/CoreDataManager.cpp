@@ -213,6 +213,17 @@ void CoreDataManager::initializePersistentContainer(
     const StoreConfiguration& primaryStoreConfig,
     const std::optional<StoreConfiguration>& secondaryStoreConfig,
     const std::function<void(bool)>& completion) {
+    initializePersistentContainer(
+        fileManager, analyticsTracker, primaryStoreConfig, secondaryStoreConfig, completion,
+        [](const Error& error) { fatalError("Failed to load store: " + describeError(error)); });
+}
+
+void CoreDataManager::initializePersistentContainer(
+    const FileManager& fileManager, AnalyticsTrackerProtocol& analyticsTracker,
+    const StoreConfiguration& primaryStoreConfig,
+    const std::optional<StoreConfiguration>& secondaryStoreConfig,
+    const std::function<void(bool)>& completion,
+    const std::function<void(const Error&)>& loadFailure) {
     registerValueTransformers();
     auto container = makeContainer();
 
@@ -230,11 +241,16 @@ void CoreDataManager::initializePersistentContainer(
     persistentContainer_ = container;
 
     const std::int64_t expectedStores = hasSecondary ? 2 : 1;
+    bool failed = false;
     container->loadPersistentStores(
         [&](const store::PersistentStoreDescription&, std::optional<Error> error) {
             if (error) {
                 analyticsTracker.trackError(*error);
-                fatalError("Failed to load store: " + describeError(*error));
+                if (!failed) {
+                    failed = true;
+                    loadFailure(*error);
+                }
+                return;
             }
             loadedStoresCount_ += 1;
             if (loadedStoresCount_ == expectedStores) {

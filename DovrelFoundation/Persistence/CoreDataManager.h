@@ -116,6 +116,17 @@ class CoreDataManager {
         const StoreConfiguration& primaryStoreConfig,
         const std::optional<StoreConfiguration>& secondaryStoreConfig,
         const std::function<void(bool)>& completion);
+    // The same start for a program that must report a store that fails to load rather than
+    // stop (the command line on a full disk, say): the error goes to
+    // `analyticsTracker.trackError` and then to `loadFailure`, on the calling thread, instead of
+    // stopping the process; `completion` does not run and isReadyToUse stays false. Everything
+    // else is as above.
+    void initializePersistentContainer(
+        const FileManager& fileManager, AnalyticsTrackerProtocol& analyticsTracker,
+        const StoreConfiguration& primaryStoreConfig,
+        const std::optional<StoreConfiguration>& secondaryStoreConfig,
+        const std::function<void(bool)>& completion,
+        const std::function<void(const Error&)>& loadFailure);
 
     // The widget's start: the store kWidgetStoreFileName in the container of
     // defaultAppGroupID(). On success isReadyToUse becomes true and the habits are counted (a

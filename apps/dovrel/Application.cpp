@@ -86,11 +86,17 @@ Application::Application(const Options& options) {
 
     coreDataManager_ = std::make_shared<CoreDataManager>();
     const FileManager fileManager;
+    std::optional<Error> loadFailure;
     coreDataManager_->initializePersistentContainer(
         fileManager, *tracker_,
         CoreDataManager::StoreConfiguration{std::string(Constants::appGroupIdentifier),
                                             storePath_.string()},
-        std::nullopt, [](bool) {});
+        std::nullopt, [](bool) {}, [&](const Error& error) { loadFailure = error; });
+    if (loadFailure) {
+        // The file passed the check, yet does not load: a full disk, or a change meanwhile.
+        throw CommandError(
+            text("Cli.Error.Store.LoadFailed", {{"detail", loadFailure->localizedDescription()}}));
+    }
 
     settings_ = std::make_shared<ApplicationSettingsService>(
         StaticRemoteConfigService::makeServiceWithDefaultValues(), coreDataManager_);
