@@ -160,6 +160,25 @@ TEST_F(CoreDataManagerDeathTest, AStoreThatFailsToLoadOnTheApplicationPathIsTrac
         "Domain=NSCocoaErrorDomain Code=259 \"");
 }
 
+TEST_F(CoreDataManagerTest, WithALoadFailureHandlerAStoreThatFailsToLoadIsReportedNotFatal) {
+    fs::create_directories(groupContainer());
+    const std::string garbage = "this is not a store at all";
+    std::ofstream(storeURL("Habit.sqlite"), std::ios::binary) << garbage;
+    AnalyticsTracker tracker({std::make_shared<StandardErrorAnalyticsService>()});
+    CoreDataManager manager;
+    int completions = 0;
+    std::vector<std::int64_t> failures;
+    manager.initializePersistentContainer(
+        FileManager(), tracker, CoreDataManager::StoreConfiguration{kGroup, "Habit.sqlite"},
+        std::nullopt, [&](bool) { ++completions; },
+        [&](const Error& error) { failures.push_back(error.code()); });
+    EXPECT_EQ(completions, 0);
+    EXPECT_EQ(failures, std::vector<std::int64_t>{259});
+    EXPECT_FALSE(manager.isReadyToUse());
+    std::ifstream in(storeURL("Habit.sqlite"), std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), garbage);
+}
+
 TEST_F(CoreDataManagerDeathTest, AGroupWithoutASharedContainerStopsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
