@@ -17,15 +17,19 @@ void trimRight(std::string& line) {
 
 }  // namespace
 
-std::int64_t gregorianWeekday(std::int64_t year, std::int64_t month, std::int64_t day) {
-    // Days from 1970-01-01 (a Thursday) by the civil-calendar algorithm.
+std::int64_t daysFromCivil(std::int64_t year, std::int64_t month, std::int64_t day) {
+    // The civil-calendar algorithm: years from March, in eras of 400 years.
     const std::int64_t y = month <= 2 ? year - 1 : year;
     const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
     const std::int64_t yearOfEra = y - era * 400;
     const std::int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
     const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    const std::int64_t days = era * 146097 + dayOfEra - 719468;
-    const std::int64_t fromThursday = ((days % 7) + 7) % 7;
+    return era * 146097 + dayOfEra - 719468;
+}
+
+std::int64_t gregorianWeekday(std::int64_t year, std::int64_t month, std::int64_t day) {
+    // 1970-01-01 was a Thursday.
+    const std::int64_t fromThursday = ((daysFromCivil(year, month, day) % 7) + 7) % 7;
     return (fromThursday + 4) % 7 + 1;
 }
 

@@ -31,6 +31,8 @@ struct MonthCalendar {
                                    const std::optional<Color>& checkColor) const;
 };
 
+// Days from 1970-01-01 of a Gregorian date (negative before it).
+std::int64_t daysFromCivil(std::int64_t year, std::int64_t month, std::int64_t day);
 // The weekday of a Gregorian date: 1 = Sunday ... 7 = Saturday.
 std::int64_t gregorianWeekday(std::int64_t year, std::int64_t month, std::int64_t day);
 // The number of days of a Gregorian month.

@@ -38,15 +38,6 @@ void trimRight(std::string& line) {
 
 }  // namespace
 
-std::int64_t daysFromCivil(std::int64_t year, std::int64_t month, std::int64_t day) {
-    const std::int64_t y = month <= 2 ? year - 1 : year;
-    const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
-    const std::int64_t yearOfEra = y - era * 400;
-    const std::int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-    const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * 146097 + dayOfEra - 719468;
-}
-
 std::vector<std::string> YearHeatMap::lines(const Terminal& terminal,
                                             const std::optional<Color>& checkColor) const {
     const std::int64_t last = daysFromCivil(year, month, day);

@@ -34,7 +34,4 @@ struct YearHeatMap {
                                    const std::optional<Color>& checkColor) const;
 };
 
-// Days from 1970-01-01 of a Gregorian date (negative before it).
-std::int64_t daysFromCivil(std::int64_t year, std::int64_t month, std::int64_t day);
-
 }  // namespace dovrel::cli

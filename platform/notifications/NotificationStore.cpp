@@ -240,6 +240,24 @@ sqlite3_stmt* NotificationStore::prepared(const char* sql) {
     return statement.get();
 }
 
+namespace {
+
+// The row a statement stands on that selects sequence, identifier, content, trigger,
+// added_date, fire_date and last_fire_date, in that order.
+PendingRow pendingRowOf(Statement& statement) {
+    PendingRow row;
+    row.sequence = statement.integer(0);
+    row.identifier = statement.text(1).value_or("");
+    row.content = statement.text(2);
+    row.trigger = statement.text(3);
+    row.addedDate = statement.real(4);
+    row.fireDate = statement.real(5);
+    row.lastFireDate = statement.real(6);
+    return row;
+}
+
+}  // namespace
+
 std::vector<PendingRow> NotificationStore::Transaction::pendingRows() {
     Statement statement(
         store_.database_.get(),
@@ -247,15 +265,7 @@ std::vector<PendingRow> NotificationStore::Transaction::pendingRows() {
                         "last_fire_date FROM pending ORDER BY sequence"));
     std::vector<PendingRow> rows;
     while (statement.step()) {
-        PendingRow row;
-        row.sequence = statement.integer(0);
-        row.identifier = statement.text(1).value_or("");
-        row.content = statement.text(2);
-        row.trigger = statement.text(3);
-        row.addedDate = statement.real(4);
-        row.fireDate = statement.real(5);
-        row.lastFireDate = statement.real(6);
-        rows.push_back(std::move(row));
+        rows.push_back(pendingRowOf(statement));
     }
     return rows;
 }
@@ -280,15 +290,7 @@ std::optional<PendingRow> NotificationStore::Transaction::pendingRow(std::int64_
     if (!statement.step()) {
         return std::nullopt;
     }
-    PendingRow row;
-    row.sequence = statement.integer(0);
-    row.identifier = statement.text(1).value_or("");
-    row.content = statement.text(2);
-    row.trigger = statement.text(3);
-    row.addedDate = statement.real(4);
-    row.fireDate = statement.real(5);
-    row.lastFireDate = statement.real(6);
-    return row;
+    return pendingRowOf(statement);
 }
 
 std::int64_t NotificationStore::Transaction::insertPending(

@@ -258,6 +258,11 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     void reserveRegistrations(std::size_t additional);
     std::shared_ptr<PersistentStore> storeFor(const ManagedObject& object) const;
     bool hasPendingChanges(const EntityDescription& entity) const;
+    // The request's entity; stops the process without a coordinator or for an unknown entity.
+    const EntityDescription* fetchedEntity(const FetchRequestBase& request) const;
+    // The request's affected stores, or every store of the coordinator when it names none.
+    std::vector<std::shared_ptr<PersistentStore>> storesToFetchFrom(
+        const FetchRequestBase& request) const;
     void validateForSave();
     void detach(ManagedObject& object);
     void clearChangeState(ManagedObject& object);

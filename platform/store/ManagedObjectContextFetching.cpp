@@ -105,9 +105,8 @@ bool ManagedObjectContext::hasPendingChanges(const EntityDescription& entity) co
     return false;
 }
 
-std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
-    const FetchRequestBase& request) {
-    checkQueue("fetch");
+const EntityDescription* ManagedObjectContext::fetchedEntity(
+    const FetchRequestBase& request) const {
     if (!coordinator_) {
         fatalError("The context has no persistent store coordinator");
     }
@@ -116,10 +115,23 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
     if (entity == nullptr) {
         fatalError("No entity named \"" + request.entityName() + "\" in the model");
     }
+    return entity;
+}
+
+std::vector<std::shared_ptr<PersistentStore>> ManagedObjectContext::storesToFetchFrom(
+    const FetchRequestBase& request) const {
     auto stores = request.affectedStores();
     if (stores.empty()) {
         stores = coordinator_->persistentStores();
     }
+    return stores;
+}
+
+std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
+    const FetchRequestBase& request) {
+    checkQueue("fetch");
+    const EntityDescription* entity = fetchedEntity(request);
+    const auto stores = storesToFetchFrom(request);
     const bool pending = hasPendingChanges(*entity);
     // With unsaved changes or several stores the order and limit are applied in memory.
     const bool inMemory = pending || stores.size() > 1;
@@ -192,14 +204,7 @@ std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetch
     const FetchRequestBase& request, const std::vector<std::string>& attributeNames,
     AttributeForm form) {
     checkQueue("fetchAttributes");
-    if (!coordinator_) {
-        fatalError("The context has no persistent store coordinator");
-    }
-    const EntityDescription* entity =
-        coordinator_->managedObjectModel()->entity(request.entityName());
-    if (entity == nullptr) {
-        fatalError("No entity named \"" + request.entityName() + "\" in the model");
-    }
+    const EntityDescription* entity = fetchedEntity(request);
     std::vector<std::size_t> indexes;
     indexes.reserve(attributeNames.size());
     for (const auto& name : attributeNames) {
@@ -209,10 +214,7 @@ std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetch
         }
         indexes.push_back(*index);
     }
-    auto stores = request.affectedStores();
-    if (stores.empty()) {
-        stores = coordinator_->persistentStores();
-    }
+    const auto stores = storesToFetchFrom(request);
     std::vector<AttributeSnapshot> snapshots;
     if (stores.size() > 1 || hasPendingChanges(*entity)) {
         // Order, limit and unsaved changes are fetch()'s to apply.
@@ -261,15 +263,8 @@ std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetch
 
 std::int64_t ManagedObjectContext::count(const FetchRequestBase& request) {
     checkQueue("count");
-    const EntityDescription* entity =
-        coordinator_->managedObjectModel()->entity(request.entityName());
-    if (entity == nullptr) {
-        fatalError("No entity named \"" + request.entityName() + "\" in the model");
-    }
-    auto stores = request.affectedStores();
-    if (stores.empty()) {
-        stores = coordinator_->persistentStores();
-    }
+    const EntityDescription* entity = fetchedEntity(request);
+    const auto stores = storesToFetchFrom(request);
     if (hasPendingChanges(*entity)) {
         return static_cast<std::int64_t>(fetch(request).size());
     }

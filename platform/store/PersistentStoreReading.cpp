@@ -111,6 +111,25 @@ std::string orderAndLimit(const EntityDescription& entity,
     return sql;
 }
 
+// "SELECT <columns> FROM <entity> [WHERE <where>] ORDER BY ... [LIMIT n]", prepared, with the
+// predicate's bindings bound.
+SQLiteDatabase::Statement prepareSelect(SQLiteDatabase& database, const EntityDescription& entity,
+                                        const std::string& columns, const std::string& where,
+                                        const std::vector<Value>& bindings,
+                                        const std::vector<SortDescriptor>& sortDescriptors,
+                                        std::size_t limit) {
+    std::string sql = "SELECT " + columns + " FROM " + quoted(entity.name());
+    if (!where.empty()) {
+        sql += " WHERE " + where;
+    }
+    sql += orderAndLimit(entity, sortDescriptors, limit);
+    auto statement = database.prepare(sql);
+    for (std::size_t i = 0; i < bindings.size(); ++i) {
+        statement.bind(static_cast<int>(i + 1), bindings[i]);
+    }
+    return statement;
+}
+
 }  // namespace
 
 std::vector<StoredRow> PersistentStore::fetchAttributeRows(
@@ -118,20 +137,13 @@ std::vector<StoredRow> PersistentStore::fetchAttributeRows(
     const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit,
     const std::vector<std::size_t>& attributes, AttributeForm form) {
     const AttributeReader reader(entity, attributes, form);
-    std::string sql = "SELECT Z_PK, Z_OPT";
+    std::string columns = "Z_PK, Z_OPT";
     for (const std::size_t index : attributes) {
-        sql += ", " + quoted(entity.attributes().at(index).name);
+        columns += ", " + quoted(entity.attributes().at(index).name);
     }
-    sql += " FROM " + quoted(entity.name());
-    if (!where.empty()) {
-        sql += " WHERE " + where;
-    }
-    sql += orderAndLimit(entity, sortDescriptors, limit);
     std::lock_guard lock(mutex_);
-    auto statement = database_->prepare(sql);
-    for (std::size_t i = 0; i < bindings.size(); ++i) {
-        statement.bind(static_cast<int>(i + 1), bindings[i]);
-    }
+    auto statement =
+        prepareSelect(*database_, entity, columns, where, bindings, sortDescriptors, limit);
     std::vector<StoredRow> rows;
     while (statement.step()) {
         StoredRow row;
@@ -146,16 +158,9 @@ std::vector<StoredRow> PersistentStore::fetchAttributeRows(
 std::vector<StoredRow> PersistentStore::fetchRows(
     const EntityDescription& entity, const std::string& where, const std::vector<Value>& bindings,
     const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit, bool keysOnly) {
-    std::string sql = "SELECT " + selectList(entity, keysOnly) + " FROM " + quoted(entity.name());
-    if (!where.empty()) {
-        sql += " WHERE " + where;
-    }
-    sql += orderAndLimit(entity, sortDescriptors, limit);
     std::lock_guard lock(mutex_);
-    auto statement = database_->prepare(sql);
-    for (std::size_t i = 0; i < bindings.size(); ++i) {
-        statement.bind(static_cast<int>(i + 1), bindings[i]);
-    }
+    auto statement = prepareSelect(*database_, entity, selectList(entity, keysOnly), where,
+                                   bindings, sortDescriptors, limit);
     const AttributeReader reader(entity, AttributeReader::all(entity), AttributeForm::values);
     std::vector<StoredRow> rows;
     const int toOneColumn = 2 + static_cast<int>(entity.attributes().size());

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "apps/dovrel/MonthCalendar.h"
 #include "apps/dovrel/TextLayout.h"
 #include "platform/foundation/RegionOverrides.h"
 #include "tests/support/ScopedEnvironment.h"
