@@ -100,6 +100,9 @@ Application::Application(const Options& options) {
 
     settings_ = std::make_shared<ApplicationSettingsService>(
         StaticRemoteConfigService::makeServiceWithDefaultValues(), coreDataManager_);
+    if (!options.countsLaunch) {
+        return;
+    }
     settings_->handleAppLaunch();
     // The install date lives in the keychain (the Secret Service, over D-Bus): it is asked for
     // only when an analytics service will hear whether this first launch is an install or a

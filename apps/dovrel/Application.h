@@ -37,6 +37,9 @@ class Application {
     struct Options {
         std::optional<std::filesystem::path> storePath;
         bool debug = false;
+        // False for a run that only looks (shell completion): the launch is not counted and no
+        // install is reported.
+        bool countsLaunch = true;
     };
 
     explicit Application(const Options& options);

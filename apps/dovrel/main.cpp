@@ -18,6 +18,7 @@
 #include "apps/dovrel/ColorArgument.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/Commands.h"
+#include "apps/dovrel/Completions.h"
 #include "apps/dovrel/CountArgument.h"
 #include "apps/dovrel/ReminderCommands.h"
 #include "apps/dovrel/ReminderStatus.h"
@@ -237,6 +238,12 @@ int main(int argc, char** argv) {
 
     auto* status = reminders->add_subcommand("status", text("Cli.Help.Reminders.Status"));
 
+    // The shell completions' questions (Completions.h); not listed in the help.
+    std::string completionKind;
+    auto* completion = app.add_subcommand("__complete", "");
+    completion->group("");
+    completion->add_option("KIND", completionKind)->required();
+
     auto* version = app.add_subcommand("version", text("Cli.Help.Version"));
     auto* palette = app.add_subcommand("palette", text("Cli.Help.Palette"));
     auto* interval = app.add_subcommand("interval", text("Cli.Help.Interval"));
@@ -264,6 +271,11 @@ int main(int argc, char** argv) {
         if (showVersion || version->parsed()) {
             std::cout << "dovrel " << dovrel::libraryVersion() << "\n";
             return 0;
+        }
+        if (completion->parsed()) {
+            return dovrel::cli::printCompletions(
+                completionKind,
+                storePath ? std::optional<std::filesystem::path>(*storePath) : std::nullopt);
         }
         if (palette->parsed()) {
             printPalette(terminal);
