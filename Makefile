@@ -5,7 +5,7 @@ GENERATOR    := -G Ninja
 JOBS         ?= $(shell nproc)
 CTEST_FLAGS  := --output-on-failure -j $(JOBS)
 
-.PHONY: all deps build build-asan run test test-release test-sanitizers bench crash-trials format clean
+.PHONY: all deps build build-asan run test test-release test-sanitizers bench crash-trials package format clean
 
 all: build
 
@@ -40,6 +40,10 @@ test-sanitizers: build-asan
 
 bench: build
 	@for program in $(BUILD)/bin/bench_*; do echo "== $$program"; $$program; done
+
+# The Debian package, in the build folder.
+package: build
+	cd $(BUILD) && cpack -G DEB
 
 # A thousand writers killed at random moments (make test runs fifty).
 crash-trials: build
