@@ -2,6 +2,7 @@
 
 #include <libintl.h>
 
+#include <filesystem>
 #include <mutex>
 #include <string>
 
@@ -15,10 +16,17 @@ constexpr const char* kDomain = "dovrel";
 
 // Binds the domain to the main bundle's catalogues once per process. Translations are looked up
 // with dgettext, so the process's default text domain (which a toolkit may own) stays untouched.
+// The catalogues are in the resources' "locale" folder in a build, and in the system's locale
+// folder beside the resources (<prefix>/share/locale) once installed.
 void bindDomain() {
     static std::once_flag once;
     std::call_once(once, [] {
-        const auto directory = Bundle::main().resourcePath() / "locale";
+        const auto resources = Bundle::main().resourcePath();
+        std::error_code error;
+        auto directory = resources / "locale";
+        if (!std::filesystem::is_directory(directory, error)) {
+            directory = resources.parent_path() / "locale";
+        }
         ::bindtextdomain(kDomain, directory.c_str());
         ::bind_textdomain_codeset(kDomain, "UTF-8");
     });

@@ -55,8 +55,8 @@ TEST_F(Install, InstallsBothProgramsTheirResourcesAndTheDesktopFile) {
     EXPECT_TRUE(executable(prefix() / "bin/dovrel-notifyd"));
     EXPECT_TRUE(executable(prefix() / "bin/dovrel"));
     EXPECT_TRUE(fs::is_regular_file(prefix() / "share/dovrel/colors.json"));
-    EXPECT_TRUE(fs::is_regular_file(prefix() / "share/dovrel/locale/en/LC_MESSAGES/dovrel.mo"));
-    EXPECT_TRUE(fs::is_regular_file(prefix() / "share/dovrel/locale/uk/LC_MESSAGES/dovrel.mo"));
+    EXPECT_TRUE(fs::is_regular_file(prefix() / "share/locale/en/LC_MESSAGES/dovrel.mo"));
+    EXPECT_TRUE(fs::is_regular_file(prefix() / "share/locale/uk/LC_MESSAGES/dovrel.mo"));
     EXPECT_TRUE(fs::is_regular_file(prefix() / "share/dovrel/images/notify_1.png"));
     // Only resources: nothing of the build tree's bookkeeping.
     EXPECT_FALSE(fs::exists(prefix() / "share/dovrel/CMakeFiles"));
