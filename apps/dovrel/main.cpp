@@ -20,6 +20,7 @@
 #include "apps/dovrel/Commands.h"
 #include "apps/dovrel/Completions.h"
 #include "apps/dovrel/CountArgument.h"
+#include "apps/dovrel/ImportExportCommands.h"
 #include "apps/dovrel/ReminderCommands.h"
 #include "apps/dovrel/ReminderStatus.h"
 #include "apps/dovrel/Terminal.h"
@@ -216,6 +217,16 @@ int main(int argc, char** argv) {
     restore->add_option("FILE", file, text("Cli.Help.Option.BackupFile"))->required();
     restore->add_flag("--dry-run", dryRun, text("Cli.Help.Option.DryRun"));
 
+    auto* import = app.add_subcommand("import", text("Cli.Help.Import"));
+    import->add_option("FILE", file, text("Cli.Help.Option.ImportFile"))->required();
+    import->add_flag("--dry-run", dryRun, text("Cli.Help.Option.DryRun"));
+
+    std::string csvFolder;
+    auto* exporting = app.add_subcommand("export", text("Cli.Help.Export"));
+    exporting->add_option("--csv", csvFolder, text("Cli.Help.Option.Csv"))
+        ->type_name("FOLDER")
+        ->required();
+
     auto* settings = app.add_subcommand("settings", text("Cli.Help.Settings"));
     std::optional<std::string> remindersSwitch;
     settings->add_option("--reminders", remindersSwitch, text("Cli.Help.Option.Reminders"))
@@ -330,6 +341,10 @@ int main(int argc, char** argv) {
             dovrel::cli::backupHabits(application, file, force);
         } else if (restore->parsed()) {
             dovrel::cli::restoreHabits(application, file, dryRun);
+        } else if (import->parsed()) {
+            dovrel::cli::importHabitsFrom(application, file, dryRun);
+        } else if (exporting->parsed()) {
+            dovrel::cli::exportHabitsAsCsvTo(application, csvFolder);
         } else if (settings->parsed()) {
             if (remindersSwitch) {
                 dovrel::cli::switchReminders(application, *remindersSwitch == "on");

@@ -17,7 +17,7 @@ _dovrel_words() {
 _dovrel() {
     local cur="${COMP_WORDS[COMP_CWORD]}"
     local prev="${COMP_WORDS[COMP_CWORD - 1]}"
-    local commands="list add check show why stats edit delete reset backup restore settings reminders palette interval version"
+    local commands="list add check show why stats edit delete reset backup restore import export settings reminders palette interval version"
     local global_options="--store --debug --version --help"
     local command="" subcommand="" store=() i word
     for ((i = 1; i < COMP_CWORD; i++)); do
@@ -33,7 +33,7 @@ _dovrel() {
     done
 
     case "$prev" in
-        --store)
+        --store | --csv)
             COMPREPLY=($(compgen -f -- "$cur"))
             return
             ;;
@@ -70,7 +70,8 @@ _dovrel() {
         edit) options+=" --name --question --color --times --days --remind --no-remind"; habit=yes ;;
         delete | reset) habit=yes ;;
         backup) options+=" --force"; file=yes ;;
-        restore) options+=" --dry-run"; file=yes ;;
+        restore | import) options+=" --dry-run"; file=yes ;;
+        export) options+=" --csv"; file=yes ;;
         settings) options+=" --reminders" ;;
         reminders)
             if [[ -z "$subcommand" && "$cur" != -* ]]; then

@@ -12,7 +12,7 @@ function __dovrel_habits
     dovrel (__dovrel_store) __complete habits 2>/dev/null
 end
 
-set -l commands list add check show why stats edit delete reset backup restore settings reminders palette interval version
+set -l commands list add check show why stats edit delete reset backup restore import export settings reminders palette interval version
 set -l habit_commands check show why stats edit delete reset
 
 complete -c dovrel -f
@@ -32,6 +32,8 @@ complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a delete -d "
 complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a reset -d "Remove every checkmark"
 complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a backup -d "Write a backup file"
 complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a restore -d "Restore a backup file"
+complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a import -d "Import another tracker's habits"
+complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a export -d "Write CSV files"
 complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a settings -d "Settings and launches"
 complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a reminders -d "Pending reminders"
 complete -c dovrel -n "not __fish_seen_subcommand_from $commands" -a palette -d "The habit colours"
@@ -51,8 +53,9 @@ complete -c dovrel -n "__fish_seen_subcommand_from add edit" -l remind -x -d "Re
 complete -c dovrel -n "__fish_seen_subcommand_from edit" -l name -x -d "A new name"
 complete -c dovrel -n "__fish_seen_subcommand_from edit" -l no-remind -d "Stop the reminders"
 complete -c dovrel -n "__fish_seen_subcommand_from backup" -l force -d "Write even colourless habits"
-complete -c dovrel -n "__fish_seen_subcommand_from restore" -l dry-run -d "Only say what would be added"
-complete -c dovrel -n "__fish_seen_subcommand_from backup restore" -F
+complete -c dovrel -n "__fish_seen_subcommand_from restore import" -l dry-run -d "Only say what would be added"
+complete -c dovrel -n "__fish_seen_subcommand_from backup restore import" -F
+complete -c dovrel -n "__fish_seen_subcommand_from export" -l csv -r -F -d "The folder for the CSV files"
 complete -c dovrel -n "__fish_seen_subcommand_from settings" -l reminders -x -a "on off" -d "Switch the reminders"
 complete -c dovrel -n "__fish_seen_subcommand_from reminders; and not __fish_seen_subcommand_from deliver delivered answer status" -a "deliver delivered answer status"
 complete -c dovrel -n "__fish_seen_subcommand_from answer" -a "complete postpone-5m postpone-1h postpone-4h dismiss"
