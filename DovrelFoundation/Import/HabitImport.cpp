@@ -1,5 +1,7 @@
 #include "DovrelFoundation/Import/HabitImport.h"
 
+#include <stdlib.h>
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -9,6 +11,7 @@
 #include "DovrelFoundation/Import/HabitctlImport.h"
 #include "DovrelFoundation/Import/LoopBackupImport.h"
 #include "DovrelFoundation/Import/LoopCsvImport.h"
+#include "DovrelFoundation/Import/ZipArchive.h"
 #include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Model/LastFivePerformingDates.h"
 #include "DovrelFoundation/Model/Performing.h"
@@ -79,6 +82,17 @@ void addHabit(const ImportedHabit& imported, store::ManagedObjectContext& contex
         dates, imported.interval.times(), imported.interval.days()));
 }
 
+// A new folder of this user's alone, for an archive to be unpacked in.
+std::filesystem::path privateScratchFolder() {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "dovrel-import-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        throw ImportError("no folder for unpacking can be made in " +
+                          std::filesystem::temp_directory_path().string());
+    }
+    return pattern;
+}
+
 }  // namespace
 
 ImportedHabits readHabitsToImport(const std::filesystem::path& path) {
@@ -99,6 +113,32 @@ ImportedHabits readHabitsToImport(const std::filesystem::path& path) {
     }
     if (path.filename() == "Habits.csv") {
         return readLoopCsvFolder(path.parent_path());
+    }
+    if (isZipFile(path)) {
+        // Loop's CSV export as it comes: unpacked into a private folder, read, removed.
+        const auto scratch = privateScratchFolder();
+        try {
+            unpackZip(path, scratch);
+            auto root = scratch;
+            // The files may sit in one folder inside the archive.
+            if (!isLoopCsvFolder(root)) {
+                for (const auto& entry : std::filesystem::directory_iterator(scratch, error)) {
+                    if (entry.is_directory() && isLoopCsvFolder(entry.path())) {
+                        root = entry.path();
+                    }
+                }
+            }
+            if (!isLoopCsvFolder(root)) {
+                throw ImportError(path.filename().string() +
+                                  ": the zip archive holds no Habits.csv");
+            }
+            auto habits = readLoopCsvFolder(root);
+            std::filesystem::remove_all(scratch, error);
+            return habits;
+        } catch (...) {
+            std::filesystem::remove_all(scratch, error);
+            throw;
+        }
     }
     if (isHabitctl(path)) {
         return readHabitctl(path);

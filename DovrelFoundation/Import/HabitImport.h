@@ -10,9 +10,9 @@
 namespace dovrel {
 
 // Reads the habits of another tracker from `path`, whichever of the known formats it is: Loop
-// Habit Tracker's CSV export unpacked in a folder, Loop Habit Tracker's full backup (an SQLite
-// file), or habitctl's folder or files. A path of none of them, or one that does not read, is an
-// ImportError that says so (naming the record that failed).
+// Habit Tracker's CSV export (its zip archive, or unpacked in a folder), Loop Habit Tracker's
+// full backup (an SQLite file), or habitctl's folder or files. A path of none of them, or one that
+// does not read, is an ImportError that says so (naming the record that failed).
 ImportedHabits readHabitsToImport(const std::filesystem::path& path);
 
 // What an import did, or would do.

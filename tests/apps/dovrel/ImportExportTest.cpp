@@ -118,5 +118,48 @@ TEST_F(ImportExport, TheCsvExportHasEveryHabitAndCheckmark) {
     EXPECT_EQ(again.exitStatus, 1);
 }
 
+TEST_F(ImportExport, LoopsZippedCsvExportComesInAsItIsAndATruncatedOneIsRefused) {
+    const fs::path loop = home_.path() / "unpacked";
+    write(loop / "Habits.csv",
+          "Position,Name,Type,Question,Description,FrequencyNumerator,FrequencyDenominator,Color,"
+          "Unit,Target Type,Target Value,Archived?\n1,Read,YES_NO,,,3,7,#E64A19,,,0,false\n");
+    write(loop / "001 Read" / "Checkmarks.csv",
+          "Date,Value,Notes\n2026-03-08,YES_MANUAL,\n2026-03-09,YES_AUTO,\n");
+    write(loop / "Checkmarks.csv", "Date,Read\n2026-03-08,2\n");
+    const fs::path archive = home_.path() / "Loop Habits CSV 2026-03-10.zip";
+    ASSERT_EQ(
+        std::system(("cd '" + loop.string() + "' && zip -qr '" + archive.string() + "' .").c_str()),
+        0);
+    const std::string whole = contentsOf(archive);
+    const std::string output = succeed({"import", archive.string()});
+    EXPECT_NE(output.find("(Loop Habit Tracker CSV): 1, with 1 checkmarks."), std::string::npos)
+        << output;
+    const auto list = json({"list"});
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0]["color"], "#E64A19");
+    EXPECT_EQ(list[0]["times"], 3);
+
+    const fs::path truncated = home_.path() / "truncated.zip";
+    write(truncated, whole.substr(0, whole.size() - 40));
+    const auto result = run({"import", truncated.string()});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_NE(result.standardError.find("the zip archive cannot be read"), std::string::npos)
+        << result.standardError;
+    EXPECT_EQ(json({"list"}).size(), 1u);
+}
+
+TEST_F(ImportExport, AZipEntryThatLeavesItsFolderIsRefused) {
+    const fs::path archive = home_.path() / "evil.zip";
+    const std::string script = "import zipfile; z = zipfile.ZipFile('" + archive.string() +
+                               "', 'w'); z.writestr('../outside.txt', 'x'); z.close()";
+    ASSERT_EQ(std::system(("python3 -c \"" + script + "\"").c_str()), 0);
+    const auto result = run({"import", archive.string()});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_NE(result.standardError.find("../outside.txt: the name leaves the archive's folder"),
+              std::string::npos)
+        << result.standardError;
+    EXPECT_FALSE(fs::exists(fs::temp_directory_path() / "outside.txt"));
+}
+
 }  // namespace
 }  // namespace dovrel
