@@ -5,7 +5,7 @@ GENERATOR    := -G Ninja
 JOBS         ?= $(shell nproc)
 CTEST_FLAGS  := --output-on-failure -j $(JOBS)
 
-.PHONY: all deps build build-asan run test test-release test-sanitizers bench crash-trials package format clean
+.PHONY: all deps build build-asan run test test-release test-sanitizers bench crash-trials package fuzz format clean
 
 all: build
 
@@ -40,6 +40,16 @@ test-sanitizers: build-asan
 
 bench: build
 	@for program in $(BUILD)/bin/bench_*; do echo "== $$program"; $$program; done
+
+# Every fuzz target under libFuzzer for FUZZ_SECONDS each, in a clang build of its own.
+FUZZ_BUILD   ?= build-fuzz
+FUZZ_SECONDS ?= 60
+fuzz:
+	./scripts/install-deps fuzz
+	CC=clang-16 CXX=clang++-16 cmake -S . -B $(FUZZ_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DDOVREL_FUZZ=ON -DDOVREL_BUILD_BENCHMARKS=OFF
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target dovrel_fuzz_targets
+	./tests/fuzz/run-fuzzers $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # The Debian package, in the build folder.
 package: build

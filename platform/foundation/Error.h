@@ -27,7 +27,10 @@ public:
     // "The operation couldn’t be completed. (<domain> error <code>.)".
     std::string localizedDescription() const;
 
-    friend bool operator==(const Error&, const Error&) = default;
+    // Equal domain, code and user info (the base class has nothing of its own to compare).
+    friend bool operator==(const Error& a, const Error& b) {
+        return a.domain_ == b.domain_ && a.code_ == b.code_ && a.userInfo_ == b.userInfo_;
+    }
 
 private:
     std::string domain_;
