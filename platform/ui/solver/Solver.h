@@ -31,7 +31,9 @@ namespace dovrel::ui::solver {
 //
 // Threading: a Solver and its Variables and Constraints belong to one thread at a time.
 // Errors: every misuse and every unsatisfiable required constraint throws SolverError (below)
-// and leaves the solver exactly as it was before the call; the solver never loops forever.
+// and leaves the solver holding the constraints, edits and solution it held before the call;
+// the solver never loops forever (a simplex that would is stopped and reported as
+// internalError). Non-finite numbers are refused where they enter (nonFiniteValue).
 
 // Priorities, as a toolkit names them.
 using Priority = double;
@@ -73,7 +75,8 @@ struct Expression {
     Expression() = default;
     Expression(double constant) : constant(constant) {}  // NOLINT: numbers are expressions
     Expression(const Variable& variable) : terms{{variable, 1.0}} {}  // NOLINT
-    Expression(std::vector<Term> terms, double constant) : terms(std::move(terms)), constant(constant) {}
+    Expression(std::vector<Term> terms, double constant)
+        : terms(std::move(terms)), constant(constant) {}
 };
 
 Expression operator+(Expression lhs, const Expression& rhs);
@@ -96,6 +99,8 @@ class Constraint {
     const Expression& expression() const;  // lhs - rhs, terms of one variable merged
     Relation relation() const;
     Priority priority() const;
+    // "x + 2*y - 10 >= 0 (priority 750)": for error messages and logs.
+    std::string description() const;
 
     bool operator==(const Constraint& other) const { return data_ == other.data_; }
     bool operator<(const Constraint& other) const { return data_ < other.data_; }
@@ -103,6 +108,10 @@ class Constraint {
 
   private:
     friend class Solver;
+    // Written by the solver when it changes a held constraint's constant or priority.
+    void setConstant(double constant);
+    void setPriority(Priority priority);
+
     struct Data;
     std::shared_ptr<Data> data_;
 };
@@ -115,8 +124,10 @@ class SolverError : public std::runtime_error {
         unknownConstraint,        // removing or changing a constraint the solver does not hold
         duplicateEditVariable,
         unknownEditVariable,
-        badRequiredStrength,      // an edit variable cannot be required
-        badPriority,              // outside 1...1000 or not finite
+        badRequiredStrength,  // an edit variable cannot be required
+        badPriority,          // outside 1...1000 or not finite
+        nonFiniteValue,       // a coefficient, constant or suggested value is NaN or infinite
+        internalError,        // the simplex did not terminate (a bug, reported, never a hang)
     };
     SolverError(Kind kind, const std::string& message);
     Kind kind() const { return kind_; }

@@ -1,0 +1,160 @@
+// Variables, expressions and constraints: the values a layout hands to the Solver.
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+
+#include "platform/ui/solver/Solver.h"
+
+namespace dovrel::ui::solver {
+
+struct Variable::Data {
+    std::string name;
+    double value = 0.0;
+};
+
+Variable::Variable(std::string name) : data_(std::make_shared<Data>(Data{std::move(name), 0.0})) {}
+
+const std::string& Variable::name() const {
+    return data_->name;
+}
+double Variable::value() const {
+    return data_->value;
+}
+void Variable::setValue(double value) {
+    data_->value = value;
+}
+
+Expression operator+(Expression lhs, const Expression& rhs) {
+    lhs.terms.insert(lhs.terms.end(), rhs.terms.begin(), rhs.terms.end());
+    lhs.constant += rhs.constant;
+    return lhs;
+}
+
+Expression operator*(Expression expression, double factor) {
+    for (Term& term : expression.terms)
+        term.coefficient *= factor;
+    expression.constant *= factor;
+    return expression;
+}
+
+Expression operator*(double factor, Expression expression) {
+    return std::move(expression) * factor;
+}
+
+Expression operator-(Expression expression) {
+    return std::move(expression) * -1.0;
+}
+
+Expression operator-(Expression lhs, const Expression& rhs) {
+    return std::move(lhs) + (-rhs);
+}
+
+SolverError::SolverError(Kind kind, const std::string& message)
+    : std::runtime_error(message), kind_(kind) {}
+
+struct Constraint::Data {
+    Expression expression;
+    Relation relation;
+    Priority priority;
+};
+
+namespace {
+
+bool isValidPriority(Priority priority) {
+    return std::isfinite(priority) && priority >= 1 && priority <= kRequired;
+}
+
+// Merges the terms of one variable, drops those that cancel, keeps first-appearance order.
+Expression reduced(const Expression& expression) {
+    Expression result;
+    result.constant = expression.constant;
+    std::map<const void*, std::size_t> index;
+    for (const Term& term : expression.terms) {
+        const auto [found, inserted] = index.emplace(term.variable.identity(), result.terms.size());
+        if (inserted) {
+            result.terms.push_back(term);
+        } else {
+            result.terms[found->second].coefficient += term.coefficient;
+        }
+    }
+    std::erase_if(result.terms, [](const Term& term) { return term.coefficient == 0.0; });
+    return result;
+}
+
+std::string formatNumber(double value) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%g", value);
+    return buffer;
+}
+
+}  // namespace
+
+Constraint::Constraint(const Expression& lhs, Relation relation, const Expression& rhs,
+                       Priority priority) {
+    if (!isValidPriority(priority)) {
+        throw SolverError(SolverError::Kind::badPriority,
+                          "A priority must be between 1 and 1000, not " + formatNumber(priority));
+    }
+    Expression expression = reduced(lhs - rhs);
+    bool finite = std::isfinite(expression.constant);
+    for (const Term& term : expression.terms)
+        finite = finite && std::isfinite(term.coefficient);
+    if (!finite) {
+        throw SolverError(SolverError::Kind::nonFiniteValue,
+                          "A constraint's coefficients and constant must be finite numbers");
+    }
+    data_ = std::make_shared<Data>(Data{std::move(expression), relation, priority});
+}
+
+const Expression& Constraint::expression() const {
+    return data_->expression;
+}
+Relation Constraint::relation() const {
+    return data_->relation;
+}
+Priority Constraint::priority() const {
+    return data_->priority;
+}
+void Constraint::setConstant(double constant) {
+    data_->expression.constant = constant;
+}
+void Constraint::setPriority(Priority priority) {
+    data_->priority = priority;
+}
+
+std::string Constraint::description() const {
+    std::string text;
+    for (const Term& term : data_->expression.terms) {
+        const double magnitude = std::fabs(term.coefficient);
+        if (text.empty()) {
+            if (term.coefficient < 0)
+                text += "-";
+        } else {
+            text += term.coefficient < 0 ? " - " : " + ";
+        }
+        if (magnitude != 1.0)
+            text += formatNumber(magnitude) + "*";
+        text += term.variable.name().empty() ? "(unnamed)" : term.variable.name();
+    }
+    const double constant = data_->expression.constant;
+    if (text.empty()) {
+        text = formatNumber(constant);
+    } else if (constant != 0.0) {
+        text += (constant < 0 ? " - " : " + ") + formatNumber(std::fabs(constant));
+    }
+    switch (data_->relation) {
+        case Relation::lessThanOrEqual:
+            text += " <= 0";
+            break;
+        case Relation::equal:
+            text += " == 0";
+            break;
+        case Relation::greaterThanOrEqual:
+            text += " >= 0";
+            break;
+    }
+    return text + " (priority " + formatNumber(data_->priority) + ")";
+}
+
+}  // namespace dovrel::ui::solver

@@ -1,0 +1,738 @@
+// The incremental Cassowary simplex.
+//
+// The tableau holds rows in solved form `basic = constant + sum(coefficient * parametric)`;
+// the current solution sets every parametric symbol to 0, so a basic symbol's value is its
+// row's constant. Every constraint adds one row (with a slack for an inequality, two error
+// symbols for a preference of equality, one error symbol and one slack for a preference of
+// inequality, a dummy marker for a required equality), and the objective minimises the error
+// symbols, level by level from the highest priority down.
+//
+// Invariants kept between calls:
+//   - every row of a restricted basic symbol has a constant >= 0 (primal feasibility);
+//   - no restricted parametric symbol has a lexicographically negative cost (optimality);
+//   - rows of restricted symbols and the objective never hold an external symbol: a new row
+//     that holds an external is always solved for it.
+//
+// The column index (which rows may hold a symbol) makes substitution and the ratio tests visit
+// only the rows concerned; its lists are compacted whenever they are walked.
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <unordered_map>
+
+#include "platform/ui/solver/Row.h"
+#include "platform/ui/solver/Solver.h"
+
+namespace dovrel::ui::solver {
+
+using detail::Cell;
+using detail::isRestricted;
+using detail::nearZero;
+using detail::Row;
+using detail::SymbolId;
+using detail::SymbolKind;
+
+namespace {
+
+constexpr SymbolId kNoSymbol = static_cast<SymbolId>(-1);
+
+// The symbols a constraint brought into the tableau. The constraint's equation reads
+// `constant + terms + markerCoefficient * marker + otherCoefficient * other = 0`.
+struct Tag {
+    SymbolId marker = kNoSymbol;
+    double markerCoefficient = 0.0;
+    SymbolId other = kNoSymbol;
+    double otherCoefficient = 0.0;
+    std::vector<SymbolId> errors;  // the symbols the constraint costs in the objective
+};
+
+struct ConstraintRecord {
+    Constraint constraint;
+    Tag tag;
+    std::vector<const void*> variables;  // identities of the Variables its terms name
+};
+
+struct VariableRecord {
+    Variable variable;
+    SymbolId symbol;
+    int uses = 0;  // constraints naming the variable
+};
+
+// One priority level of the objective: a row whose cells are the costs at that priority.
+struct Level {
+    Priority priority;
+    Row row;
+    int uses = 0;  // constraints with error symbols at this level
+};
+
+[[noreturn]] void fail(SolverError::Kind kind, const std::string& message) {
+    throw SolverError(kind, message);
+}
+
+}  // namespace
+
+struct Solver::Impl {
+    // Everything a failed addition may have touched, copied before the rare additions that
+    // can fail after changing the tableau and put back when they do.
+    struct State {
+        std::vector<SymbolKind> kinds;               // by symbol
+        std::vector<std::optional<Row>> rows;        // by symbol; engaged when the symbol is basic
+        std::vector<std::vector<SymbolId>> columns;  // by symbol: basics whose rows may hold it
+        std::vector<Level> levels;                   // by descending priority
+        std::unordered_map<const void*, VariableRecord> variables;
+        std::vector<SymbolId> infeasible;  // restricted basics whose constant went negative
+    };
+    State state;
+    std::vector<std::uint32_t> visitStamps;  // by symbol, for walking a column once per basic
+    std::uint32_t visitStamp = 0;
+    std::optional<Row> artificial;  // the objective of the artificial phase, while it runs
+    std::unordered_map<const void*, ConstraintRecord> constraints;
+    std::unordered_map<const void*, Constraint> edits;  // by variable identity
+
+    // --- Symbols and rows
+
+    SymbolId newSymbol(SymbolKind kind) {
+        const auto symbol = static_cast<SymbolId>(state.kinds.size());
+        state.kinds.push_back(kind);
+        state.rows.emplace_back();
+        state.columns.emplace_back();
+        return symbol;
+    }
+
+    SymbolKind kind(SymbolId symbol) const { return state.kinds[symbol]; }
+    bool isBasic(SymbolId symbol) const { return state.rows[symbol].has_value(); }
+
+    auto appearedIn(SymbolId basic) {
+        return [this, basic](SymbolId symbol) { state.columns[symbol].push_back(basic); };
+    }
+
+    void setRow(SymbolId basic, Row row) {
+        for (const Cell& cell : row.cells())
+            state.columns[cell.symbol].push_back(basic);
+        state.rows[basic] = std::move(row);
+    }
+
+    Row takeRow(SymbolId basic) {
+        Row row = std::move(*state.rows[basic]);
+        state.rows[basic].reset();
+        return row;
+    }
+
+    // Calls `visit(basic, row)` once for every row that holds `symbol`; `visit` returns whether
+    // the row still holds it afterwards. Drops stale entries of the column on the way.
+    template <typename Visit>
+    void forEachRowHolding(SymbolId symbol, Visit&& visit) {
+        std::vector<SymbolId> walked = std::move(state.columns[symbol]);
+        state.columns[symbol].clear();
+        if (visitStamps.size() < state.kinds.size())
+            visitStamps.resize(state.kinds.size(), 0);
+        if (++visitStamp == 0) {
+            std::fill(visitStamps.begin(), visitStamps.end(), 0);
+            visitStamp = 1;
+        }
+        std::vector<SymbolId> kept;
+        kept.reserve(walked.size());
+        for (const SymbolId basic : walked) {
+            if (visitStamps[basic] == visitStamp)
+                continue;
+            visitStamps[basic] = visitStamp;
+            if (!isBasic(basic))
+                continue;
+            Row& row = *state.rows[basic];
+            if (row.coefficientFor(symbol) == 0.0)
+                continue;
+            if (visit(basic, row))
+                kept.push_back(basic);
+        }
+        auto& column = state.columns[symbol];
+        column.insert(column.end(), kept.begin(), kept.end());
+    }
+
+    void noteIfInfeasible(SymbolId basic, const Row& row) {
+        if (isRestricted(kind(basic)) && row.constant() < 0.0 && !nearZero(row.constant())) {
+            state.infeasible.push_back(basic);
+        }
+    }
+
+    // Replaces the parametric `symbol` by `expression` in every row and in the objectives.
+    void substitute(SymbolId symbol, const Row& expression) {
+        forEachRowHolding(symbol, [&](SymbolId basic, Row& row) {
+            row.substitute(symbol, expression, appearedIn(basic));
+            noteIfInfeasible(basic, row);
+            return false;
+        });
+        for (Level& level : state.levels)
+            level.row.substitute(symbol, expression, [](SymbolId) {});
+        if (artificial)
+            artificial->substitute(symbol, expression, [](SymbolId) {});
+    }
+
+    // Exchanges the basic `leaving` with `entering`, a parametric symbol of its row.
+    void pivot(SymbolId leaving, SymbolId entering) {
+        Row row = takeRow(leaving);
+        row.solveFor(leaving, entering);
+        substitute(entering, row);
+        setRow(entering, std::move(row));
+    }
+
+    // --- The lexicographic objective
+
+    Level& levelFor(Priority priority) {
+        auto position =
+            std::find_if(state.levels.begin(), state.levels.end(),
+                         [&](const Level& level) { return level.priority <= priority; });
+        if (position == state.levels.end() || position->priority != priority) {
+            position = state.levels.insert(position, Level{priority, Row(), 0});
+        }
+        return *position;
+    }
+
+    // Adds (sign +1) or takes away (sign -1) the cost of a constraint's error symbols.
+    void changeCost(const Tag& tag, Priority priority, double sign) {
+        if (tag.errors.empty())
+            return;
+        Level& level = levelFor(priority);
+        for (const SymbolId error : tag.errors) {
+            if (isBasic(error)) {
+                level.row.insert(*state.rows[error], sign, [](SymbolId) {});
+            } else {
+                level.row.insert(error, sign);
+            }
+        }
+        level.uses += sign > 0 ? 1 : -1;
+        if (level.uses == 0) {
+            std::erase_if(state.levels,
+                          [&](const Level& each) { return each.priority == priority; });
+        }
+    }
+
+    // The sign of a symbol's cost read level by level: -1, 0 or +1.
+    int costSign(SymbolId symbol) const {
+        for (const Level& level : state.levels) {
+            const double cost = level.row.coefficientFor(symbol);
+            if (cost < -detail::kEpsilon)
+                return -1;
+            if (cost > detail::kEpsilon)
+                return 1;
+        }
+        return 0;
+    }
+
+    // Bland's rule: the lowest-numbered restricted symbol whose cost is negative.
+    SymbolId enteringSymbol() const {
+        SymbolId entering = kNoSymbol;
+        if (artificial) {
+            for (const Cell& cell : artificial->cells()) {
+                if (cell.coefficient < -detail::kEpsilon && isRestricted(kind(cell.symbol))) {
+                    return cell.symbol;  // cells are sorted: the first is the lowest
+                }
+            }
+            return entering;
+        }
+        for (const Level& level : state.levels) {
+            for (const Cell& cell : level.row.cells()) {
+                if (cell.symbol >= entering)
+                    break;
+                if (cell.coefficient < -detail::kEpsilon && isRestricted(kind(cell.symbol)) &&
+                    costSign(cell.symbol) < 0) {
+                    entering = cell.symbol;
+                    break;
+                }
+            }
+        }
+        return entering;
+    }
+
+    // The row that limits how far `entering` may grow: the least ratio, ties to the lowest
+    // basic symbol (Bland's rule again).
+    SymbolId leavingRow(SymbolId entering) {
+        SymbolId leaving = kNoSymbol;
+        double bestRatio = 0.0;
+        forEachRowHolding(entering, [&](SymbolId basic, Row& row) {
+            if (kind(basic) == SymbolKind::external)
+                return true;
+            const double coefficient = row.coefficientFor(entering);
+            if (coefficient < 0.0) {
+                const double ratio = -row.constant() / coefficient;
+                if (leaving == kNoSymbol || ratio < bestRatio - detail::kEpsilon ||
+                    (ratio <= bestRatio + detail::kEpsilon && basic < leaving)) {
+                    leaving = basic;
+                    bestRatio = ratio;
+                }
+            }
+            return true;
+        });
+        return leaving;
+    }
+
+    std::size_t pivotLimit() const { return 1000 + 50 * state.kinds.size(); }
+
+    // Primal simplex on the objective (the artificial one while it runs).
+    void optimize() {
+        for (std::size_t pivots = 0;; ++pivots) {
+            if (pivots > pivotLimit()) {
+                fail(SolverError::Kind::internalError, "The layout solver did not converge");
+            }
+            const SymbolId entering = enteringSymbol();
+            if (entering == kNoSymbol)
+                return;
+            const SymbolId leaving = leavingRow(entering);
+            if (leaving == kNoSymbol) {
+                fail(SolverError::Kind::internalError,
+                     "The layout solver's objective is unbounded");
+            }
+            pivot(leaving, entering);
+        }
+    }
+
+    // Compares cost(a) / ratioA with cost(b) / ratioB level by level.
+    bool dualRatioLess(SymbolId a, double divisorA, SymbolId b, double divisorB) const {
+        for (const Level& level : state.levels) {
+            const double left = level.row.coefficientFor(a) / divisorA;
+            const double right = level.row.coefficientFor(b) / divisorB;
+            if (left < right - detail::kEpsilon)
+                return true;
+            if (left > right + detail::kEpsilon)
+                return false;
+        }
+        return a < b;
+    }
+
+    // Dual simplex: restores feasibility after constants moved, keeping optimality. Returns
+    // false when a row cannot be made feasible (required constraints conflict).
+    bool dualOptimize() {
+        for (std::size_t pivots = 0; !state.infeasible.empty(); ++pivots) {
+            if (pivots > pivotLimit()) {
+                fail(SolverError::Kind::internalError, "The layout solver did not converge");
+            }
+            const SymbolId leaving = state.infeasible.back();
+            state.infeasible.pop_back();
+            if (!isBasic(leaving))
+                continue;
+            const Row& row = *state.rows[leaving];
+            if (row.constant() >= 0.0 || nearZero(row.constant()))
+                continue;
+            SymbolId entering = kNoSymbol;
+            double enteringCoefficient = 0.0;
+            for (const Cell& cell : row.cells()) {
+                if (cell.coefficient <= detail::kEpsilon || !isRestricted(kind(cell.symbol)))
+                    continue;
+                if (entering == kNoSymbol ||
+                    dualRatioLess(cell.symbol, cell.coefficient, entering, enteringCoefficient)) {
+                    entering = cell.symbol;
+                    enteringCoefficient = cell.coefficient;
+                }
+            }
+            if (entering == kNoSymbol) {
+                state.infeasible.clear();
+                return false;
+            }
+            pivot(leaving, entering);
+        }
+        return true;
+    }
+
+    // --- Constraints
+
+    VariableRecord& recordFor(const Variable& variable) {
+        auto [found, inserted] =
+            state.variables.try_emplace(variable.identity(), VariableRecord{variable, 0, 0});
+        if (inserted)
+            found->second.symbol = newSymbol(SymbolKind::external);
+        return found->second;
+    }
+
+    // The constraint's equation over the current parametric symbols, and its tag.
+    Row makeRow(const Constraint& constraint, Tag& tag) {
+        const Expression& expression = constraint.expression();
+        Row row(expression.constant);
+        for (const Term& term : expression.terms) {
+            const SymbolId symbol = recordFor(term.variable).symbol;
+            if (isBasic(symbol)) {
+                row.insert(*state.rows[symbol], term.coefficient, [](SymbolId) {});
+            } else {
+                row.insert(symbol, term.coefficient);
+            }
+        }
+        const bool required = constraint.priority() >= kRequired;
+        if (constraint.relation() == Relation::equal) {
+            if (required) {
+                tag.marker = newSymbol(SymbolKind::dummy);
+                tag.markerCoefficient = 1.0;
+            } else {
+                tag.marker = newSymbol(SymbolKind::error);
+                tag.markerCoefficient = -1.0;
+                tag.other = newSymbol(SymbolKind::error);
+                tag.otherCoefficient = 1.0;
+                tag.errors = {tag.marker, tag.other};
+            }
+        } else {
+            // expression <= 0 reads expression + slack = 0; expression >= 0, expression - slack.
+            const double sign = constraint.relation() == Relation::lessThanOrEqual ? 1.0 : -1.0;
+            tag.marker = newSymbol(SymbolKind::slack);
+            tag.markerCoefficient = sign;
+            if (!required) {
+                tag.other = newSymbol(SymbolKind::error);
+                tag.otherCoefficient = -sign;
+                tag.errors = {tag.other};
+            }
+        }
+        row.insert(tag.marker, tag.markerCoefficient);
+        if (tag.other != kNoSymbol)
+            row.insert(tag.other, tag.otherCoefficient);
+        if (row.constant() < 0.0)
+            row.reverseSign();
+        return row;
+    }
+
+    SymbolId chooseSubject(const Row& row, const Tag& tag) const {
+        for (const Cell& cell : row.cells()) {
+            if (kind(cell.symbol) == SymbolKind::external)
+                return cell.symbol;
+        }
+        for (const SymbolId candidate : {tag.marker, tag.other}) {
+            if (candidate != kNoSymbol && isRestricted(kind(candidate)) &&
+                row.coefficientFor(candidate) < 0.0) {
+                return candidate;
+            }
+        }
+        return kNoSymbol;
+    }
+
+    bool holdsOnlyDummies(const Row& row) const {
+        return std::all_of(row.cells().begin(), row.cells().end(), [&](const Cell& cell) {
+            return kind(cell.symbol) == SymbolKind::dummy;
+        });
+    }
+
+    // Adds `row` (`0 = row`) when no symbol can simply be solved for: an artificial symbol
+    // stands for the row and is driven to zero. False when it cannot be (a conflict).
+    bool addWithArtificialVariable(const Row& row) {
+        const SymbolId art = newSymbol(SymbolKind::slack);
+        setRow(art, row);
+        artificial = row;
+        optimize();
+        const bool success = nearZero(artificial->constant());
+        artificial.reset();
+        if (isBasic(art)) {
+            Row artRow = takeRow(art);
+            if (!artRow.empty()) {
+                const auto pivotable =
+                    std::find_if(artRow.cells().begin(), artRow.cells().end(),
+                                 [&](const Cell& cell) { return isRestricted(kind(cell.symbol)); });
+                if (pivotable == artRow.cells().end())
+                    return false;
+                const SymbolId entering = pivotable->symbol;
+                artRow.solveFor(art, entering);
+                substitute(entering, artRow);
+                setRow(entering, std::move(artRow));
+            }
+        }
+        forEachRowHolding(art, [&](SymbolId, Row& each) {
+            each.remove(art);
+            return false;
+        });
+        for (Level& level : state.levels)
+            level.row.remove(art);
+        return success;
+    }
+
+    [[noreturn]] void failUnsatisfiable(const Constraint& constraint) {
+        fail(SolverError::Kind::unsatisfiableConstraint,
+             "Unable to satisfy the required constraint " + constraint.description() +
+                 ": it conflicts with the required constraints already added");
+    }
+
+    void add(const Constraint& constraint) {
+        Tag tag;
+        Row row = makeRow(constraint, tag);
+        SymbolId subject = chooseSubject(row, tag);
+        if (subject == kNoSymbol && holdsOnlyDummies(row)) {
+            if (!nearZero(row.constant()))
+                failUnsatisfiable(constraint);
+            subject = tag.marker;
+        }
+        if (subject == kNoSymbol) {
+            State before = state;
+            changeCost(tag, constraint.priority(), 1.0);
+            if (!addWithArtificialVariable(row)) {
+                state = std::move(before);
+                failUnsatisfiable(constraint);
+            }
+        } else {
+            changeCost(tag, constraint.priority(), 1.0);
+            row.solveFor(subject);
+            substitute(subject, row);
+            setRow(subject, std::move(row));
+        }
+        ConstraintRecord record{constraint, std::move(tag), {}};
+        for (const Term& term : constraint.expression().terms) {
+            ++state.variables.at(term.variable.identity()).uses;
+            record.variables.push_back(term.variable.identity());
+        }
+        constraints.emplace(constraint.identity(), std::move(record));
+        optimize();
+    }
+
+    // The row to solve for a parametric marker when its constraint goes: the row of a basic
+    // dummy (which holds only dummies, and must keep doing so: a redundant required equality
+    // stays exactly satisfied), else the restricted row that limits the marker least, else any
+    // other restricted row, else an external's row.
+    SymbolId markerLeavingRow(SymbolId marker) {
+        SymbolId dummy = kNoSymbol, first = kNoSymbol, second = kNoSymbol, third = kNoSymbol;
+        double firstRatio = 0.0, secondRatio = 0.0;
+        forEachRowHolding(marker, [&](SymbolId basic, Row& row) {
+            const double coefficient = row.coefficientFor(marker);
+            if (kind(basic) == SymbolKind::dummy) {
+                if (dummy == kNoSymbol || basic < dummy)
+                    dummy = basic;
+            } else if (kind(basic) == SymbolKind::external) {
+                if (third == kNoSymbol || basic < third)
+                    third = basic;
+            } else if (coefficient < 0.0) {
+                const double ratio = -row.constant() / coefficient;
+                if (first == kNoSymbol || ratio < firstRatio) {
+                    first = basic;
+                    firstRatio = ratio;
+                }
+            } else {
+                const double ratio = row.constant() / coefficient;
+                if (second == kNoSymbol || ratio < secondRatio) {
+                    second = basic;
+                    secondRatio = ratio;
+                }
+            }
+            return true;
+        });
+        if (dummy != kNoSymbol)
+            return dummy;
+        return first != kNoSymbol ? first : second != kNoSymbol ? second : third;
+    }
+
+    void remove(const Constraint& constraint) {
+        auto found = constraints.find(constraint.identity());
+        ConstraintRecord record = std::move(found->second);
+        constraints.erase(found);
+        changeCost(record.tag, constraint.priority(), -1.0);
+        const SymbolId marker = record.tag.marker;
+        if (isBasic(marker)) {
+            takeRow(marker);
+        } else {
+            const SymbolId leaving = markerLeavingRow(marker);
+            if (leaving == kNoSymbol) {
+                fail(SolverError::Kind::internalError,
+                     "The layout solver lost the row of " + constraint.description());
+            }
+            Row row = takeRow(leaving);
+            row.solveFor(leaving, marker);
+            substitute(marker, row);
+        }
+        state.columns[marker].clear();
+        for (const void* identity : record.variables)
+            release(identity);
+        optimize();
+    }
+
+    // Forgets a variable no constraint names any more, when the tableau lets go of it.
+    void release(const void* identity) {
+        auto found = state.variables.find(identity);
+        if (--found->second.uses > 0)
+            return;
+        const SymbolId symbol = found->second.symbol;
+        if (isBasic(symbol)) {
+            takeRow(symbol);  // a basic external appears in no other row
+        } else {
+            bool held = false;
+            forEachRowHolding(symbol, [&](SymbolId, Row&) { return held = true; });
+            if (held)
+                return;  // still tied to leftovers of removed constraints: keep it
+        }
+        found->second.variable.setValue(0.0);
+        state.variables.erase(found);
+    }
+
+    // A dummy is fixed at 0: a basic dummy whose row's constant moved off 0 is a required
+    // equality that no longer holds.
+    bool violatesDummy(SymbolId basic, const Row& row) const {
+        return kind(basic) == SymbolKind::dummy && !nearZero(row.constant());
+    }
+
+    // Moves the constant of a held constraint by `delta` without rebuilding its row: the
+    // equation `c + ... + m*marker = 0` with c + delta reads as before with marker + delta/m.
+    // Queues the rows that became infeasible; returns whether a required equality broke.
+    bool shiftConstant(const Tag& tag, double delta) {
+        bool violated = false;
+        if (isBasic(tag.marker)) {
+            Row& row = *state.rows[tag.marker];
+            row.addToConstant(-delta / tag.markerCoefficient);
+            violated = violatesDummy(tag.marker, row);
+            noteIfInfeasible(tag.marker, row);
+        } else if (tag.other != kNoSymbol && isBasic(tag.other)) {
+            Row& row = *state.rows[tag.other];
+            row.addToConstant(-delta / tag.otherCoefficient);
+            noteIfInfeasible(tag.other, row);
+        } else {
+            forEachRowHolding(tag.marker, [&](SymbolId basic, Row& row) {
+                row.addToConstant(row.coefficientFor(tag.marker) * delta / tag.markerCoefficient);
+                violated = violated || violatesDummy(basic, row);
+                noteIfInfeasible(basic, row);
+                return true;
+            });
+        }
+        return violated;
+    }
+
+    // Queues every infeasible row: after a failed change, before putting it back.
+    void noteEveryInfeasibleRow() {
+        state.infeasible.clear();
+        for (SymbolId basic = 0; basic < state.rows.size(); ++basic) {
+            if (isBasic(basic))
+                noteIfInfeasible(basic, *state.rows[basic]);
+        }
+    }
+
+    void changeConstant(const Constraint& constraint, double newConstant) {
+        auto found = constraints.find(constraint.identity());
+        if (found == constraints.end()) {
+            fail(SolverError::Kind::unknownConstraint,
+                 "Cannot change the constant of a constraint the solver does not hold: " +
+                     constraint.description());
+        }
+        if (!std::isfinite(newConstant)) {
+            fail(SolverError::Kind::nonFiniteValue,
+                 "A constraint's constant must be a finite number");
+        }
+        const double delta = newConstant - constraint.expression().constant;
+        if (delta == 0.0)
+            return;
+        const Tag& tag = found->second.tag;
+        const bool violated = shiftConstant(tag, delta);
+        if (violated || !dualOptimize()) {
+            // Back to the old constant. The old system was feasible, and the dual steps kept
+            // the basis optimal, so the dual simplex finds the old solution again.
+            shiftConstant(tag, -delta);
+            noteEveryInfeasibleRow();
+            if (!dualOptimize()) {
+                fail(SolverError::Kind::internalError, "The layout solver could not undo a change");
+            }
+            failUnsatisfiable(constraint);
+        }
+        Constraint(constraint).setConstant(newConstant);
+    }
+};
+
+Solver::Solver() : impl_(std::make_unique<Impl>()) {}
+Solver::~Solver() = default;
+Solver::Solver(Solver&&) noexcept = default;
+Solver& Solver::operator=(Solver&&) noexcept = default;
+
+void Solver::addConstraint(const Constraint& constraint) {
+    if (hasConstraint(constraint)) {
+        fail(SolverError::Kind::duplicateConstraint,
+             "The constraint is already in the solver: " + constraint.description());
+    }
+    impl_->add(constraint);
+}
+
+void Solver::removeConstraint(const Constraint& constraint) {
+    if (!hasConstraint(constraint)) {
+        fail(SolverError::Kind::unknownConstraint,
+             "Cannot remove a constraint the solver does not hold: " + constraint.description());
+    }
+    impl_->remove(constraint);
+}
+
+bool Solver::hasConstraint(const Constraint& constraint) const {
+    return impl_->constraints.contains(constraint.identity());
+}
+
+void Solver::changeConstant(const Constraint& constraint, double newConstant) {
+    impl_->changeConstant(constraint, newConstant);
+}
+
+void Solver::changePriority(const Constraint& constraint, Priority priority) {
+    auto found = impl_->constraints.find(constraint.identity());
+    if (found == impl_->constraints.end()) {
+        fail(SolverError::Kind::unknownConstraint,
+             "Cannot change the priority of a constraint the solver does not hold: " +
+                 constraint.description());
+    }
+    if (!std::isfinite(priority) || priority < 1 || priority > kRequired) {
+        fail(SolverError::Kind::badPriority, "A priority must be between 1 and 1000");
+    }
+    if (priority >= kRequired || constraint.priority() >= kRequired) {
+        fail(SolverError::Kind::badRequiredStrength,
+             "A constraint cannot become required or stop being required while in the solver; "
+             "remove it and add it again");
+    }
+    if (priority == constraint.priority())
+        return;
+    impl_->changeCost(found->second.tag, constraint.priority(), -1.0);
+    Constraint(constraint).setPriority(priority);
+    impl_->changeCost(found->second.tag, priority, 1.0);
+    impl_->optimize();
+}
+
+void Solver::addEditVariable(const Variable& variable, Priority priority) {
+    if (hasEditVariable(variable)) {
+        fail(SolverError::Kind::duplicateEditVariable,
+             "The variable " + variable.name() + " is already an edit variable");
+    }
+    if (std::isfinite(priority) && priority >= kRequired) {
+        fail(SolverError::Kind::badRequiredStrength, "An edit variable cannot be required");
+    }
+    Constraint constraint(variable, Relation::equal, 0.0, priority);
+    impl_->add(constraint);
+    impl_->edits.emplace(variable.identity(), constraint);
+}
+
+void Solver::removeEditVariable(const Variable& variable) {
+    auto found = impl_->edits.find(variable.identity());
+    if (found == impl_->edits.end()) {
+        fail(SolverError::Kind::unknownEditVariable,
+             "The variable " + variable.name() + " is not an edit variable");
+    }
+    const Constraint constraint = found->second;
+    impl_->edits.erase(found);
+    impl_->remove(constraint);
+}
+
+bool Solver::hasEditVariable(const Variable& variable) const {
+    return impl_->edits.contains(variable.identity());
+}
+
+void Solver::suggestValue(const Variable& variable, double value) {
+    auto found = impl_->edits.find(variable.identity());
+    if (found == impl_->edits.end()) {
+        fail(SolverError::Kind::unknownEditVariable,
+             "The variable " + variable.name() + " is not an edit variable");
+    }
+    if (!std::isfinite(value)) {
+        fail(SolverError::Kind::nonFiniteValue, "A suggested value must be a finite number");
+    }
+    // The edit constraint reads variable - value == 0.
+    impl_->changeConstant(found->second, -value);
+}
+
+void Solver::updateVariables() {
+    for (auto& [identity, record] : impl_->state.variables) {
+        record.variable.setValue(value(record.variable));
+    }
+}
+
+double Solver::value(const Variable& variable) const {
+    const auto found = impl_->state.variables.find(variable.identity());
+    if (found == impl_->state.variables.end())
+        return 0.0;
+    const auto& row = impl_->state.rows[found->second.symbol];
+    return row ? row->constant() : 0.0;
+}
+
+void Solver::reset() {
+    for (auto& [identity, record] : impl_->state.variables)
+        record.variable.setValue(0.0);
+    impl_ = std::make_unique<Impl>();
+}
+
+}  // namespace dovrel::ui::solver
