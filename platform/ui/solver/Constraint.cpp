@@ -1,8 +1,8 @@
 // Variables, expressions and constraints: the values a layout hands to the Solver.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <map>
 
 #include "platform/ui/solver/Solver.h"
 
@@ -66,16 +66,19 @@ bool isValidPriority(Priority priority) {
 }
 
 // Merges the terms of one variable, drops those that cancel, keeps first-appearance order.
+// Expressions hold a handful of terms, so a linear search beats any index.
 Expression reduced(const Expression& expression) {
     Expression result;
     result.constant = expression.constant;
-    std::map<const void*, std::size_t> index;
+    result.terms.reserve(expression.terms.size());
     for (const Term& term : expression.terms) {
-        const auto [found, inserted] = index.emplace(term.variable.identity(), result.terms.size());
-        if (inserted) {
+        const auto same =
+            std::find_if(result.terms.begin(), result.terms.end(),
+                         [&](const Term& each) { return each.variable == term.variable; });
+        if (same == result.terms.end()) {
             result.terms.push_back(term);
         } else {
-            result.terms[found->second].coefficient += term.coefficient;
+            same->coefficient += term.coefficient;
         }
     }
     std::erase_if(result.terms, [](const Term& term) { return term.coefficient == 0.0; });

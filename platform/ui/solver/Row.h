@@ -74,21 +74,24 @@ class Row {
         insert(symbol, coefficient, [](SymbolId) {});
     }
 
-    // Adds `factor * other`, constant included, by one merge of the two sorted cell lists.
+    // Adds `factor * other`, constant included, by one merge of the two sorted cell lists into
+    // a buffer kept per thread (so that merging allocates only when rows grow).
     template <typename Appeared>
     void insert(const Row& other, double factor, Appeared&& appeared) {
         constant_ += other.constant_ * factor;
         if (other.cells_.empty())
             return;
-        std::vector<Cell> merged;
+        thread_local std::vector<Cell> merged;
+        merged.clear();
         merged.reserve(cells_.size() + other.cells_.size());
         auto mine = cells_.begin();
         auto theirs = other.cells_.begin();
-        while (mine != cells_.end() || theirs != other.cells_.end()) {
-            if (theirs == other.cells_.end() ||
-                (mine != cells_.end() && mine->symbol < theirs->symbol)) {
+        const auto mineEnd = cells_.end();
+        const auto theirsEnd = other.cells_.end();
+        while (mine != mineEnd && theirs != theirsEnd) {
+            if (mine->symbol < theirs->symbol) {
                 merged.push_back(*mine++);
-            } else if (mine == cells_.end() || theirs->symbol < mine->symbol) {
+            } else if (theirs->symbol < mine->symbol) {
                 const double coefficient = theirs->coefficient * factor;
                 if (!nearZero(coefficient)) {
                     merged.push_back(Cell{theirs->symbol, coefficient});
@@ -103,7 +106,15 @@ class Row {
                 ++theirs;
             }
         }
-        cells_ = std::move(merged);
+        merged.insert(merged.end(), mine, mineEnd);
+        for (; theirs != theirsEnd; ++theirs) {
+            const double coefficient = theirs->coefficient * factor;
+            if (!nearZero(coefficient)) {
+                merged.push_back(Cell{theirs->symbol, coefficient});
+                appeared(theirs->symbol);
+            }
+        }
+        cells_.swap(merged);
     }
 
     // Removes the cell of `symbol`, returning its coefficient (0 when absent).

@@ -44,13 +44,13 @@ struct Tag {
     double markerCoefficient = 0.0;
     SymbolId other = kNoSymbol;
     double otherCoefficient = 0.0;
-    std::vector<SymbolId> errors;  // the symbols the constraint costs in the objective
+    // A preference's error symbols (those of kind error among the two) are what it costs in
+    // the objective; a required constraint has none.
 };
 
 struct ConstraintRecord {
     Constraint constraint;
     Tag tag;
-    std::vector<const void*> variables;  // identities of the Variables its terms name
 };
 
 struct VariableRecord {
@@ -131,8 +131,7 @@ struct Solver::Impl {
             std::fill(visitStamps.begin(), visitStamps.end(), 0);
             visitStamp = 1;
         }
-        std::vector<SymbolId> kept;
-        kept.reserve(walked.size());
+        std::size_t kept = 0;  // the entries still true are compacted to the front of `walked`
         for (const SymbolId basic : walked) {
             if (visitStamps[basic] == visitStamp)
                 continue;
@@ -143,10 +142,16 @@ struct Solver::Impl {
             if (row.coefficientFor(symbol) == 0.0)
                 continue;
             if (visit(basic, row))
-                kept.push_back(basic);
+                walked[kept++] = basic;
         }
+        walked.resize(kept);
+        // Visits may have listed rows under this symbol meanwhile; keep those too.
         auto& column = state.columns[symbol];
-        column.insert(column.end(), kept.begin(), kept.end());
+        if (column.empty()) {
+            column = std::move(walked);
+        } else {
+            column.insert(column.end(), walked.begin(), walked.end());
+        }
     }
 
     void noteIfInfeasible(SymbolId basic, const Row& row) {
@@ -190,10 +195,12 @@ struct Solver::Impl {
 
     // Adds (sign +1) or takes away (sign -1) the cost of a constraint's error symbols.
     void changeCost(const Tag& tag, Priority priority, double sign) {
-        if (tag.errors.empty())
+        if (priority >= kRequired)
             return;
         Level& level = levelFor(priority);
-        for (const SymbolId error : tag.errors) {
+        for (const SymbolId error : {tag.marker, tag.other}) {
+            if (kind(error) != SymbolKind::error)
+                continue;
             if (isBasic(error)) {
                 level.row.insert(*state.rows[error], sign, [](SymbolId) {});
             } else {
@@ -336,11 +343,12 @@ struct Solver::Impl {
     // --- Constraints
 
     VariableRecord& recordFor(const Variable& variable) {
-        auto [found, inserted] =
-            state.variables.try_emplace(variable.identity(), VariableRecord{variable, 0, 0});
-        if (inserted)
-            found->second.symbol = newSymbol(SymbolKind::external);
-        return found->second;
+        const auto known = state.variables.find(variable.identity());
+        if (known != state.variables.end())
+            return known->second;
+        const SymbolId symbol = newSymbol(SymbolKind::external);
+        return state.variables.emplace(variable.identity(), VariableRecord{variable, symbol, 0})
+            .first->second;
     }
 
     // The constraint's equation over the current parametric symbols, and its tag.
@@ -365,7 +373,6 @@ struct Solver::Impl {
                 tag.markerCoefficient = -1.0;
                 tag.other = newSymbol(SymbolKind::error);
                 tag.otherCoefficient = 1.0;
-                tag.errors = {tag.marker, tag.other};
             }
         } else {
             // expression <= 0 reads expression + slack = 0; expression >= 0, expression - slack.
@@ -375,7 +382,6 @@ struct Solver::Impl {
             if (!required) {
                 tag.other = newSymbol(SymbolKind::error);
                 tag.otherCoefficient = -sign;
-                tag.errors = {tag.other};
             }
         }
         row.insert(tag.marker, tag.markerCoefficient);
@@ -396,6 +402,31 @@ struct Solver::Impl {
                 row.coefficientFor(candidate) < 0.0) {
                 return candidate;
             }
+        }
+        return kNoSymbol;
+    }
+
+    // For a row `0 = c + ...` with c >= 0 and no external: a restricted symbol with a negative
+    // coefficient that can be solved for while every other row stays feasible (its value
+    // c / -coefficient, put into the rows that hold it, leaves no restricted row negative).
+    // This spares the artificial phase in the common case of a required size set on a view
+    // whose size so far was only bounded.
+    SymbolId feasibleRestrictedSubject(const Row& row) {
+        for (const Cell& cell : row.cells()) {
+            if (!isRestricted(kind(cell.symbol)) || cell.coefficient >= 0.0)
+                continue;
+            const double value = row.constant() / -cell.coefficient;
+            bool feasible = true;
+            forEachRowHolding(cell.symbol, [&](SymbolId basic, Row& other) {
+                if (isRestricted(kind(basic)) &&
+                    other.constant() + other.coefficientFor(cell.symbol) * value <
+                        -detail::kEpsilon) {
+                    feasible = false;
+                }
+                return true;
+            });
+            if (feasible)
+                return cell.symbol;
         }
         return kNoSymbol;
     }
@@ -453,6 +484,8 @@ struct Solver::Impl {
                 failUnsatisfiable(constraint);
             subject = tag.marker;
         }
+        if (subject == kNoSymbol)
+            subject = feasibleRestrictedSubject(row);
         if (subject == kNoSymbol) {
             State before = state;
             changeCost(tag, constraint.priority(), 1.0);
@@ -466,10 +499,9 @@ struct Solver::Impl {
             substitute(subject, row);
             setRow(subject, std::move(row));
         }
-        ConstraintRecord record{constraint, std::move(tag), {}};
+        ConstraintRecord record{constraint, tag};
         for (const Term& term : constraint.expression().terms) {
             ++state.variables.at(term.variable.identity()).uses;
-            record.variables.push_back(term.variable.identity());
         }
         constraints.emplace(constraint.identity(), std::move(record));
         optimize();
@@ -529,8 +561,8 @@ struct Solver::Impl {
             substitute(marker, row);
         }
         state.columns[marker].clear();
-        for (const void* identity : record.variables)
-            release(identity);
+        for (const Term& term : constraint.expression().terms)
+            release(term.variable.identity());
         optimize();
     }
 
