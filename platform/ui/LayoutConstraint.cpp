@@ -1,0 +1,153 @@
+#include "platform/ui/LayoutConstraint.h"
+
+#include <cmath>
+
+#include "platform/foundation/FatalError.h"
+#include "platform/ui/detail/LayoutEngine.h"
+#include "platform/ui/detail/ViewData.h"
+
+namespace dovrel::ui {
+
+namespace {
+
+using detail::AnchorData;
+using detail::ConstraintData;
+using detail::ViewData;
+
+std::vector<const AnchorData*> anchorsOf(const ConstraintData& data) {
+    std::vector<const AnchorData*> anchors{&data.first};
+    if (data.second) {
+        anchors.push_back(&*data.second);
+    }
+    return anchors;
+}
+
+void postLayoutFor(const ConstraintData& data) {
+    if (QWidget* host = data.first.item.hostWidget()) {
+        ViewData::of(host).postLayout();
+    }
+}
+
+}  // namespace
+
+LayoutConstraint::LayoutConstraint(std::shared_ptr<detail::ConstraintData> data)
+    : data_(std::move(data)) {}
+
+bool LayoutConstraint::isActive() const {
+    return data_->active;
+}
+
+void LayoutConstraint::setActive(bool active) {
+    if (active == data_->active) {
+        return;
+    }
+    const auto anchors = anchorsOf(*data_);
+    if (active) {
+        for (const AnchorData* anchor : anchors) {
+            if (!anchor->item.isView() && anchor->item.hostWidget() == nullptr) {
+                fatalError(
+                    "A layout guide must belong to a view before its constraints are "
+                    "activated");
+            }
+            if (anchor->item.hostWidget() == nullptr) {
+                return;  // a deleted view: nothing to lay out
+            }
+        }
+        data_->active = true;
+        for (const AnchorData* anchor : anchors) {
+            QWidget* host = anchor->item.hostWidget();
+            ViewData& hostData = ViewData::of(host);
+            if (std::find(hostData.constraints.begin(), hostData.constraints.end(), data_) ==
+                hostData.constraints.end()) {
+                hostData.constraints.push_back(data_);
+            }
+            if (!anchor->item.isView() || !hostData.translates) {
+                detail::adoptSuperview(anchor->item.isView() ? host->parentWidget() : host);
+            }
+            detail::adoptSuperview(host->window());
+        }
+        ViewData* window = ViewData::find(data_->first.item.hostWidget()->window());
+        detail::LayoutEngine* engine = window ? window->existingEngine() : nullptr;
+        if (engine == nullptr || !engine->activatedIncrementally(data_)) {
+            detail::structureChanged();
+        }
+    } else {
+        data_->active = false;
+        if (data_->engine != nullptr) {
+            data_->engine->deactivated(*data_);
+        }
+        for (const AnchorData* anchor : anchors) {
+            if (ViewData* hostData = ViewData::find(anchor->item.hostWidget())) {
+                hostData->removeConstraint(data_.get());
+            }
+        }
+    }
+    postLayoutFor(*data_);
+}
+
+LayoutPriority LayoutConstraint::priority() const {
+    return data_->priority;
+}
+
+void LayoutConstraint::setPriority(LayoutPriority priority) {
+    if (!std::isfinite(priority) || priority < 1 || priority > kLayoutPriorityRequired) {
+        fatalError("A layout priority must be between 1 and 1000");
+    }
+    if (priority == data_->priority) {
+        return;
+    }
+    data_->priority = priority;
+    if (data_->active && data_->engine != nullptr) {
+        data_->engine->priorityChanged(*data_);
+        postLayoutFor(*data_);
+    }
+}
+
+double LayoutConstraint::constant() const {
+    return data_->constant;
+}
+
+void LayoutConstraint::setConstant(double constant) {
+    if (constant == data_->constant) {
+        return;
+    }
+    data_->constant = constant;
+    if (data_->active) {
+        if (data_->engine != nullptr) {
+            data_->engine->constantChanged(*data_);
+        } else {
+            detail::structureChanged();
+        }
+        postLayoutFor(*data_);
+    }
+}
+
+double LayoutConstraint::multiplier() const {
+    return data_->multiplier;
+}
+
+LayoutRelation LayoutConstraint::relation() const {
+    return LayoutRelation(data_->relation);
+}
+
+const std::string& LayoutConstraint::identifier() const {
+    return data_->identifier;
+}
+
+void LayoutConstraint::setIdentifier(std::string identifier) {
+    data_->identifier = std::move(identifier);
+}
+
+void LayoutConstraint::activate(const std::vector<LayoutConstraint>& constraints) {
+    for (const auto& constraint : constraints) {
+        LayoutConstraint(constraint).setActive(true);
+    }
+}
+
+void LayoutConstraint::deactivate(const std::vector<LayoutConstraint>& constraints) {
+    for (const auto& constraint : constraints) {
+        LayoutConstraint(constraint).setActive(false);
+    }
+}
+
+}  // namespace dovrel::ui

@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <QLabel>
+#include <QWidget>
+#include <memory>
+
+#include "platform/ui/LayoutAnchor.h"
+#include "platform/ui/LayoutConstraint.h"
+#include "platform/ui/View.h"
+#include "tests/platform/ui/QtTestApplication.h"
+
+namespace dovrel::ui {
+namespace {
+
+class ViewLayout : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        test::application();
+        window = std::make_unique<QWidget>();
+        window->resize(300, 200);
+        child = new QWidget(window.get());
+        View(child).setTranslatesAutoresizingMaskIntoConstraints(false);
+    }
+
+    void layOut() { View(window.get()).layoutIfNeeded(); }
+
+    std::unique_ptr<QWidget> window;
+    QWidget* child = nullptr;
+};
+
+TEST_F(ViewLayout, AChildPinnedToItsParentWithInsetsIsPlacedThere) {
+    View parent(window.get()), view(child);
+    LayoutConstraint::activate({
+        view.leadingAnchor().constraintEqualTo(parent.leadingAnchor(), 10),
+        view.trailingAnchor().constraintEqualTo(parent.trailingAnchor(), -10),
+        view.topAnchor().constraintEqualTo(parent.topAnchor(), 20),
+        view.heightAnchor().constraintEqualToConstant(50),
+    });
+    layOut();
+    EXPECT_EQ(child->geometry(), QRect(10, 20, 280, 50));
+}
+
+TEST_F(ViewLayout, LeadingAndTrailingSwapUnderRightToLeftButLeftAndRightDoNot) {
+    window->setLayoutDirection(Qt::RightToLeft);
+    auto* other = new QWidget(window.get());
+    View(other).setTranslatesAutoresizingMaskIntoConstraints(false);
+    View parent(window.get()), leading(child), left(other);
+    LayoutConstraint::activate({
+        leading.leadingAnchor().constraintEqualTo(parent.leadingAnchor(), 10),
+        leading.widthAnchor().constraintEqualToConstant(100),
+        leading.topAnchor().constraintEqualTo(parent.topAnchor()),
+        leading.heightAnchor().constraintEqualToConstant(20),
+        left.leftAnchor().constraintEqualTo(parent.leftAnchor(), 10),
+        left.widthAnchor().constraintEqualToConstant(100),
+        left.topAnchor().constraintEqualTo(parent.topAnchor()),
+        left.heightAnchor().constraintEqualToConstant(20),
+    });
+    layOut();
+    EXPECT_EQ(child->geometry(), QRect(190, 0, 100, 20));
+    EXPECT_EQ(other->geometry(), QRect(10, 0, 100, 20));
+}
+
+TEST_F(ViewLayout, AViewThatTranslatesItsMaskIsNotMoved) {
+    View(child).setTranslatesAutoresizingMaskIntoConstraints(true);
+    child->setGeometry(5, 6, 20, 30);
+    auto* follower = new QWidget(window.get());
+    View(follower).setTranslatesAutoresizingMaskIntoConstraints(false);
+    View view(child), next(follower);
+    LayoutConstraint::activate({
+        next.leadingAnchor().constraintEqualTo(view.trailingAnchor(), 4),
+        next.topAnchor().constraintEqualTo(view.bottomAnchor()),
+        next.widthAnchor().constraintEqualToConstant(10),
+        next.heightAnchor().constraintEqualToConstant(10),
+    });
+    layOut();
+    EXPECT_EQ(child->geometry(), QRect(5, 6, 20, 30));
+    EXPECT_EQ(follower->geometry(), QRect(29, 36, 10, 10));
+}
+
+TEST_F(ViewLayout, TheHigherPriorityWins) {
+    View parent(window.get()), view(child);
+    auto narrow = view.widthAnchor().constraintEqualToConstant(100);
+    narrow.setPriority(250);
+    auto wide = view.widthAnchor().constraintEqualToConstant(150);
+    wide.setPriority(750);
+    LayoutConstraint::activate({narrow, wide,
+                                view.leadingAnchor().constraintEqualTo(parent.leadingAnchor()),
+                                view.topAnchor().constraintEqualTo(parent.topAnchor()),
+                                view.heightAnchor().constraintEqualToConstant(10)});
+    layOut();
+    EXPECT_EQ(child->width(), 150);
+    wide.setActive(false);
+    layOut();
+    EXPECT_EQ(child->width(), 100);
+}
+
+TEST_F(ViewLayout, AChangedConstantAndAResizedWindowMoveTheView) {
+    View parent(window.get()), view(child);
+    auto top = view.topAnchor().constraintEqualTo(parent.topAnchor(), 8);
+    LayoutConstraint::activate({top, view.leadingAnchor().constraintEqualTo(parent.leadingAnchor()),
+                                view.trailingAnchor().constraintEqualTo(parent.trailingAnchor()),
+                                view.heightAnchor().constraintEqualToConstant(10)});
+    layOut();
+    EXPECT_EQ(child->geometry(), QRect(0, 8, 300, 10));
+    top.setConstant(30);
+    layOut();
+    EXPECT_EQ(child->geometry(), QRect(0, 30, 300, 10));
+    window->resize(500, 200);
+    layOut();
+    EXPECT_EQ(child->geometry(), QRect(0, 30, 500, 10));
+}
+
+TEST_F(ViewLayout, ALabelTakesItsIntrinsicSize) {
+    auto* label = new QLabel("Drink water", window.get());
+    View view(label), parent(window.get());
+    view.setTranslatesAutoresizingMaskIntoConstraints(false);
+    LayoutConstraint::activate({view.leadingAnchor().constraintEqualTo(parent.leadingAnchor(), 8),
+                                view.topAnchor().constraintEqualTo(parent.topAnchor(), 8)});
+    layOut();
+    EXPECT_EQ(label->size(), label->sizeHint());
+    EXPECT_EQ(label->pos(), QPoint(8, 8));
+}
+
+}  // namespace
+}  // namespace dovrel::ui
