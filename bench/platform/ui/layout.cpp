@@ -20,6 +20,9 @@
 
 #include "bench/support/CollectingReporter.h"
 #include "bench/support/Figures.h"
+#include "platform/ui/LayoutAnchor.h"
+#include "platform/ui/LayoutConstraint.h"
+#include "platform/ui/View.h"
 #include "platform/ui/solver/Solver.h"
 
 namespace {
@@ -130,6 +133,55 @@ struct SolvedColumn {
     }
 };
 
+// The same column pinned with anchors, as a screen of the application does it, and laid out by
+// the kit's layout engine (one solver per window, views placed with setGeometry).
+struct AnchoredColumn {
+    std::vector<dovrel::ui::LayoutConstraint> constraints;
+    dovrel::ui::LayoutConstraint firstTop;
+
+    explicit AnchoredColumn(Column& column)
+        : firstTop(makeConstraints(column, constraints)) {}
+
+    static dovrel::ui::LayoutConstraint makeConstraints(
+        Column& column, std::vector<dovrel::ui::LayoutConstraint>& constraints) {
+        using dovrel::ui::View;
+        const View container(column.container.get());
+        std::optional<dovrel::ui::LayoutConstraint> first;
+        for (int row = 0; row < kRows; ++row) {
+            const View dot(column.views[3 * row]), name(column.views[3 * row + 1]),
+                box(column.views[3 * row + 2]);
+            for (const View& view : {dot, name, box}) {
+                view.widget()->setAttribute(Qt::WA_DontShowOnScreen);
+                View(view).setTranslatesAutoresizingMaskIntoConstraints(false);
+                constraints.push_back(view.heightAnchor().constraintEqualToConstant(kRowHeight));
+            }
+            auto top = row == 0 ? dot.topAnchor().constraintEqualTo(container.topAnchor(), kSpacing)
+                                : dot.topAnchor().constraintEqualTo(
+                                      View(column.views[3 * row - 3]).bottomAnchor(), kSpacing);
+            if (row == 0) first = top;
+            constraints.push_back(top);
+            constraints.push_back(name.topAnchor().constraintEqualTo(dot.topAnchor()));
+            constraints.push_back(box.topAnchor().constraintEqualTo(dot.topAnchor()));
+            constraints.push_back(
+                dot.leadingAnchor().constraintEqualTo(container.leadingAnchor(), kSpacing));
+            constraints.push_back(dot.widthAnchor().constraintEqualToConstant(kDotWidth));
+            constraints.push_back(
+                name.leadingAnchor().constraintEqualTo(dot.trailingAnchor(), kSpacing));
+            constraints.push_back(
+                box.leadingAnchor().constraintEqualTo(name.trailingAnchor(), kSpacing));
+            constraints.push_back(box.widthAnchor().constraintEqualToConstant(kBoxWidth));
+            constraints.push_back(
+                box.trailingAnchor().constraintEqualTo(container.trailingAnchor(), -kSpacing));
+        }
+        return *first;
+    }
+
+    void layOut(Column& column) {
+        dovrel::ui::LayoutConstraint::activate(constraints);
+        dovrel::ui::View(column.container.get()).layoutIfNeeded();
+    }
+};
+
 std::vector<QRect> geometries(const Column& column) {
     std::vector<QRect> result;
     for (const QWidget* view : column.views)
@@ -139,11 +191,13 @@ std::vector<QRect> geometries(const Column& column) {
 
 // Both ways must give the same geometry, or the comparison means nothing.
 bool sameGeometryBothWays() {
-    Column boxes, solved;
+    Column boxes, solved, anchored;
     layOutWithBoxLayouts(boxes);
     SolvedColumn layout(solved);
     layout.place(solved);
-    return geometries(boxes) == geometries(solved) &&
+    AnchoredColumn anchors(anchored);
+    anchors.layOut(anchored);
+    return geometries(boxes) == geometries(solved) && geometries(boxes) == geometries(anchored) &&
            boxes.views[1]->geometry() == QRect(kSpacing + kDotWidth + kSpacing, kSpacing,
                                                kWidth - 4 * kSpacing - kDotWidth - kBoxWidth,
                                                kRowHeight);
@@ -175,6 +229,35 @@ void firstLayoutWithTheSolver(benchmark::State& state) {
     }
 }
 
+void firstLayoutWithAnchors(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto column = std::make_unique<Column>();
+        auto anchors = std::make_unique<AnchoredColumn>(*column);
+        state.ResumeTiming();
+        anchors->layOut(*column);
+        state.PauseTiming();
+        anchors.reset();
+        column.reset();
+        state.ResumeTiming();
+    }
+}
+
+void constantChangeWithAnchors(benchmark::State& state) {
+    Column column;
+    AnchoredColumn anchors(column);
+    anchors.layOut(column);
+    double constant = kSpacing;
+    for (auto _ : state) {
+        constant = constant == kSpacing ? kSpacing + 4 : kSpacing;
+        anchors.firstTop.setConstant(constant);
+        dovrel::ui::View(column.container.get()).layoutIfNeeded();
+    }
+    if (column.views.front()->geometry().top() != static_cast<int>(constant)) {
+        state.SkipWithError("the relayout did not move the first row");
+    }
+}
+
 void constantChangeWithTheSolver(benchmark::State& state) {
     Column column;
     SolvedColumn layout(column);
@@ -199,43 +282,54 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "The solver and the box layouts do not give the same geometry\n");
         return 1;
     }
-    const auto qtName = "first_layout/qt_box_layouts/200_rows";
-    const auto solverName = "first_layout/solver/200_rows";
-    const auto changeName = "constant_change/solver/200_rows";
-    benchmark::RegisterBenchmark(qtName, firstLayoutWithQtBoxLayouts)
-        ->Unit(benchmark::kMillisecond)
-        ->UseRealTime();
-    benchmark::RegisterBenchmark(solverName, firstLayoutWithTheSolver)
-        ->Unit(benchmark::kMillisecond)
-        ->UseRealTime();
-    benchmark::RegisterBenchmark(changeName, constantChangeWithTheSolver)
-        ->Unit(benchmark::kMillisecond)
-        ->UseRealTime();
+    const std::string qtName = "first_layout/qt_box_layouts/200_rows";
+    const std::string anchorsName = "first_layout/anchors/200_rows";
+    const std::string anchorsChangeName = "constant_change/anchors/200_rows";
+    const std::string solverName = "first_layout/solver_alone/200_rows";
+    const std::string solverChangeName = "constant_change/solver_alone/200_rows";
+    const std::pair<const std::string*, void (*)(benchmark::State&)> benchmarks[] = {
+        {&qtName, firstLayoutWithQtBoxLayouts},
+        {&anchorsName, firstLayoutWithAnchors},
+        {&anchorsChangeName, constantChangeWithAnchors},
+        {&solverName, firstLayoutWithTheSolver},
+        {&solverChangeName, constantChangeWithTheSolver},
+    };
+    for (const auto& [name, function] : benchmarks) {
+        benchmark::RegisterBenchmark(name->c_str(), function)->Unit(benchmark::kMillisecond)->UseRealTime();
+    }
     dovrel::bench::CollectingReporter reporter;
     return dovrel::bench::runBenchmarks(argc, argv, 7, &reporter, [&] {
         const auto& repetitions = reporter.repetitions;
-        const auto qt = repetitions.find(std::string(qtName) + "/real_time");
-        const auto solver = repetitions.find(std::string(solverName) + "/real_time");
-        const auto change = repetitions.find(std::string(changeName) + "/real_time");
-        if (qt == repetitions.end() || solver == repetitions.end() || change == repetitions.end()) {
-            return;
-        }
+        auto timings = [&](const std::string& name) -> const std::vector<dovrel::bench::Timing>* {
+            const auto found = repetitions.find(name + "/real_time");
+            return found == repetitions.end() ? nullptr : &found->second;
+        };
+        const auto* qt = timings(qtName);
+        const auto* anchors = timings(anchorsName);
+        const auto* anchorsChange = timings(anchorsChangeName);
+        const auto* solver = timings(solverName);
+        const auto* solverChange = timings(solverChangeName);
+        if (!qt || !anchors || !anchorsChange || !solver || !solverChange) return;
         auto& figures = dovrel::bench::Figures::shared();
-        const std::size_t count =
-            std::min({qt->second.size(), solver->second.size(), change->second.size()});
+        const std::size_t count = std::min({qt->size(), anchors->size(), anchorsChange->size(),
+                                            solver->size(), solverChange->size()});
         for (std::size_t i = 0; i < count; ++i) {
-            figures.record("ratio first layout of 200 rows, solver / Qt box layouts",
-                           solver->second[i].real / qt->second[i].real, "x", 3.0);
-            figures.record("ratio relayout after one constant change / first layout",
-                           change->second[i].real / solver->second[i].real, "x", 0.2);
+            figures.record("ratio first layout of 200 rows with anchors / Qt box layouts",
+                           (*anchors)[i].real / (*qt)[i].real, "x", 3.0);
+            figures.record("ratio relayout after one constant change / first layout, anchors",
+                           (*anchorsChange)[i].real / (*anchors)[i].real, "x", 0.2);
+            figures.record("ratio first layout of 200 rows, solver alone / Qt box layouts",
+                           (*solver)[i].real / (*qt)[i].real, "x", dovrel::bench::kNoAim);
+            figures.record("ratio relayout after one constant change / first layout, solver alone",
+                           (*solverChange)[i].real / (*solver)[i].real, "x", dovrel::bench::kNoAim);
         }
-        for (const auto& timing : solver->second) {
-            figures.record("time first layout of 200 rows with the solver", timing.real / 1e6, "ms",
-                           dovrel::bench::kNoAim);
-        }
-        for (const auto& timing : qt->second) {
-            figures.record("time first layout of 200 rows with Qt box layouts", timing.real / 1e6,
-                           "ms", dovrel::bench::kNoAim);
+        for (const auto& [label, list] :
+             {std::pair{"time first layout of 200 rows with anchors", anchors},
+              std::pair{"time first layout of 200 rows with Qt box layouts", qt},
+              std::pair{"time relayout after one constant change with anchors", anchorsChange}}) {
+            for (const auto& timing : *list) {
+                figures.record(label, timing.real / 1e6, "ms", dovrel::bench::kNoAim);
+            }
         }
     });
 }

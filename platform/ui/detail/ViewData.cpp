@@ -1,5 +1,7 @@
 #include "platform/ui/detail/ViewData.h"
 
+#include <unordered_map>
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QVariant>
@@ -13,7 +15,12 @@ namespace dovrel::ui::detail {
 
 namespace {
 
-constexpr const char* kProperty = "_dovrel_view_data";
+// The attachment of every widget that has one. A hash lookup: a dynamic property read costs a
+// walk of the widget's meta-object and dominated laying out hundreds of views. GUI thread only.
+std::unordered_map<const QWidget*, ViewData*>& attachments() {
+    static std::unordered_map<const QWidget*, ViewData*> map;
+    return map;
+}
 
 unsigned long long structureCounter = 1;
 unsigned long long intrinsicCounter = 1;
@@ -40,11 +47,12 @@ void intrinsicChanged() {
 
 ViewData::ViewData(QWidget* widget) : QObject(widget), widget_(widget) {
     setObjectName(QStringLiteral("_dovrel_view_data"));
-    widget->setProperty(kProperty, QVariant::fromValue(static_cast<QObject*>(this)));
+    attachments()[widget] = this;
     widget->installEventFilter(this);
 }
 
 ViewData::~ViewData() {
+    attachments().erase(widget_);
     // The widget is being destroyed (this is its child): its constraints leave every other view
     // and every engine. The widget itself must not be touched any more.
     for (const auto& constraint : constraints) {
@@ -76,8 +84,8 @@ ViewData* ViewData::find(const QWidget* widget) {
     if (widget == nullptr) {
         return nullptr;
     }
-    const QVariant value = widget->property(kProperty);
-    return value.isValid() ? static_cast<ViewData*>(value.value<QObject*>()) : nullptr;
+    const auto found = attachments().find(widget);
+    return found != attachments().end() ? found->second : nullptr;
 }
 
 ViewData& ViewData::of(QWidget* widget) {
