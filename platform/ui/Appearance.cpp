@@ -88,7 +88,10 @@ QPalette palette(UserInterfaceStyle style) {
         const bool disabled = group == QPalette::Disabled;
         result.setColor(group, QPalette::Window, background);
         result.setColor(group, QPalette::WindowText, disabled ? gray : foreground);
-        result.setColor(group, QPalette::Base, background);
+        // Fields and lists: on a dark window a field the colour of the window shows no edge
+        // (the style draws frames darker than the window), so dark fields are a step lighter.
+        result.setColor(group, QPalette::Base,
+                        style == UserInterfaceStyle::dark ? backgroundGray : background);
         result.setColor(group, QPalette::AlternateBase, backgroundGray);
         result.setColor(group, QPalette::Text, disabled ? gray : foreground);
         result.setColor(group, QPalette::Button, backgroundGray);

@@ -51,6 +51,9 @@ void setTextColor(QLabel* label, const Color& color) {
 
 void setBackgroundColor(QWidget* view, const Color& color) {
     view->setAutoFillBackground(true);
+    // The role a widget fills with is inherited: inside a scroll area's viewport (a table's
+    // cells) it is Base, which would hide the colour set below.
+    view->setBackgroundRole(QPalette::Window);
     setAssetColor(view, QPalette::Window, color);
     setAssetColor(view, QPalette::Button, color);
 }

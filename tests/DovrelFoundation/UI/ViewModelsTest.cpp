@@ -4,6 +4,7 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollArea>
 #include <memory>
 
 #include "DovrelFoundation/UI/Styles.h"
@@ -114,6 +115,18 @@ TEST_F(ViewModelsTest, StylesSetTheColoursTheyName) {
     EXPECT_EQ(button.palette().color(QPalette::Button), QColor(0, 255, 0));
     EXPECT_EQ(button.palette().color(QPalette::ButtonText), QColor(255, 0, 0));
     EXPECT_EQ(button.palette().color(QPalette::WindowText), textBefore);
+}
+
+TEST_F(ViewModelsTest, ABackgroundColourShowsInsideAScrollAreaToo) {
+    // A table's cells live in a scroll area's viewport, whose children inherit the Base role.
+    QScrollArea area;
+    area.resize(100, 100);
+    auto* dot = new QWidget(area.viewport());
+    dot->setGeometry(10, 10, 20, 20);
+    apply(dot, ViewStyle{Color::rgb(1, 0, 0)});
+    EXPECT_EQ(dot->backgroundRole(), QPalette::Window);
+    const QImage image = dot->grab().toImage();
+    EXPECT_EQ(QColor(image.pixel(10, 10)), QColor(255, 0, 0));
 }
 
 }  // namespace
