@@ -103,13 +103,23 @@ struct Solver::Impl {
     SymbolKind kind(SymbolId symbol) const { return state.kinds[symbol]; }
     bool isBasic(SymbolId symbol) const { return state.rows[symbol].has_value(); }
 
+    // Dummies are not indexed: in chains of required equalities (a column of rows, each pinned
+    // below the one before) every row holds the dummies of all the equalities above it, so
+    // indexing them costs more than anything else the solver does, while a dummy's rows are
+    // only looked for when its constraint is removed or its constant changes: then every row
+    // is searched.
+    bool isIndexed(SymbolId symbol) const { return kind(symbol) != SymbolKind::dummy; }
+
     auto appearedIn(SymbolId basic) {
-        return [this, basic](SymbolId symbol) { state.columns[symbol].push_back(basic); };
+        return [this, basic](SymbolId symbol) {
+            if (isIndexed(symbol)) state.columns[symbol].push_back(basic);
+        };
     }
 
     void setRow(SymbolId basic, Row row) {
-        for (const Cell& cell : row.cells())
-            state.columns[cell.symbol].push_back(basic);
+        for (const Cell& cell : row.cells()) {
+            if (isIndexed(cell.symbol)) state.columns[cell.symbol].push_back(basic);
+        }
         state.rows[basic] = std::move(row);
     }
 
@@ -123,6 +133,14 @@ struct Solver::Impl {
     // the row still holds it afterwards. Drops stale entries of the column on the way.
     template <typename Visit>
     void forEachRowHolding(SymbolId symbol, Visit&& visit) {
+        if (!isIndexed(symbol)) {
+            for (SymbolId basic = 0; basic < state.rows.size(); ++basic) {
+                if (isBasic(basic) && state.rows[basic]->coefficientFor(symbol) != 0.0) {
+                    visit(basic, *state.rows[basic]);
+                }
+            }
+            return;
+        }
         std::vector<SymbolId> walked = std::move(state.columns[symbol]);
         state.columns[symbol].clear();
         if (visitStamps.size() < state.kinds.size())
