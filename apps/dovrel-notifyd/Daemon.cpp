@@ -57,6 +57,13 @@ enum WatchTag { kCenterFileTag = 1, kZoneFileTag = 2, kStoreFileTag = 3 };
 // times a second to look.
 constexpr TimeInterval kRemoteChangeSafetyInterval = 3600;
 
+// A write event can come before the writer's commit is visible: SQLite writes the frames of a
+// commit to the write-ahead log (the event) and only then marks them committed in the shared
+// wal-index, a memory mapping whose writes raise no event. A look right at the event may find
+// the old state and nothing wakes the daemon again, so it looks once more this long after the
+// last write event.
+constexpr std::chrono::milliseconds kCommitSettleDelay{250};
+
 spdlog::logger& logger() {
     static const std::shared_ptr<spdlog::logger> logger = namedLogger("notifyd");
     return *logger;
@@ -276,6 +283,14 @@ int Daemon::run() {
             {sessionPoll.fd, sessionPoll.events, 0},
         };
         int timeout = sessionPoll.getPollTimeout();
+        if (recheck_) {
+            const auto wait = std::chrono::ceil<std::chrono::milliseconds>(
+                *recheck_ - std::chrono::steady_clock::now());
+            const int recheckTimeout = static_cast<int>(std::max<std::int64_t>(0, wait.count()));
+            if (timeout < 0 || recheckTimeout < timeout) {
+                timeout = recheckTimeout;
+            }
+        }
         if (system_) {
             const auto systemPoll = system_->connection->getEventLoopPollData();
             descriptors.push_back({systemPoll.fd, systemPoll.events, 0});
@@ -322,8 +337,16 @@ int Daemon::run() {
                     break;
             }
         }
+        if (recheck_ && std::chrono::steady_clock::now() >= *recheck_) {
+            recheck_.reset();
+            application_->context().persistentStoreCoordinator()->checkForRemoteChanges();
+            requestPlan(Plan::replan);
+        }
         if ((descriptors[2].revents & POLLIN) != 0) {
             const auto changed = watch_.read();
+            if (changed.contains(kStoreFileTag) || changed.contains(kCenterFileTag)) {
+                recheck_ = std::chrono::steady_clock::now() + kCommitSettleDelay;
+            }
             if (changed.contains(kZoneFileTag)) {
                 zoneFileChanged();
             }

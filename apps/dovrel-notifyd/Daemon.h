@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -9,9 +10,9 @@
 #include <string>
 
 #include "apps/dovrel-notifyd/DeliveryJournal.h"
-#include "platform/foundation/FileDescriptor.h"
 #include "apps/dovrel-notifyd/FileWatch.h"
 #include "apps/dovrel-notifyd/TriggerTimer.h"
+#include "platform/foundation/FileDescriptor.h"
 #include "platform/notifications/NotificationRequest.h"
 
 namespace sdbus {
@@ -128,6 +129,9 @@ class Daemon {
     // The notifications on screen, by the server's id: what an answer to each answers.
     std::map<std::uint32_t, notifications::Notification> shown_;
     Plan pendingPlan_ = Plan::catchUp;
+    // When to look at the center and the store once more after another process wrote them:
+    // see kCommitSettleDelay.
+    std::optional<std::chrono::steady_clock::time_point> recheck_;
     // Held by closures queued on the main queue; they do nothing once the daemon is gone.
     std::shared_ptr<Daemon*> self_;
 };

@@ -5,6 +5,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QMouseEvent>
 #include <memory>
 #include <string>
 #include <vector>
@@ -130,6 +131,38 @@ TEST_F(TableViewTest, AMovedRowSlidesToItsNewPlace) {
     EXPECT_EQ(textAt(0), "Habit 1");
     EXPECT_EQ(textAt(3), "Habit 0");
     EXPECT_EQ(table->rectForRow({0, 3}).top(), 3 * 44);
+}
+
+TEST_F(TableViewTest, ARowDraggedElsewhereMovesAndTellsTheDataSource) {
+    table->show();  // a drag grabs the mouse, which needs a window
+    auto send = [&](QEvent::Type type, int y, Qt::MouseButtons buttons) {
+        const QPointF point(100, y);
+        QMouseEvent event(type, point, table->viewport()->mapToGlobal(point), Qt::LeftButton,
+                          buttons, Qt::NoModifier);
+        QCoreApplication::sendEvent(table->viewport(), &event);
+    };
+    send(QEvent::MouseButtonPress, 44 + 22, Qt::LeftButton);
+    send(QEvent::MouseMove, 44 * 2 + 22, Qt::LeftButton);
+    send(QEvent::MouseMove, 44 * 4 + 22, Qt::LeftButton);
+    // The data source follows the move it is told about.
+    rows->rows.insert(rows->rows.begin() + 5, rows->rows[1]);
+    rows->rows.erase(rows->rows.begin() + 1);
+    send(QEvent::MouseButtonRelease, 44 * 4 + 22, Qt::NoButton);
+    ASSERT_EQ(rows->moves.size(), 1u);
+    EXPECT_EQ(rows->moves[0], (std::pair<IndexPath, IndexPath>{{0, 1}, {0, 4}}));
+    EXPECT_EQ(textAt(4), "Habit 1");
+    EXPECT_EQ(textAt(1), "Habit 2");
+}
+
+TEST_F(TableViewTest, AClickSelectsTheRowUnderThePointer) {
+    std::optional<IndexPath> chosen;
+    table->setSelectionHandler([&](const IndexPath& indexPath) { chosen = indexPath; });
+    const QPointF point(100, 44 * 3 + 10);
+    QMouseEvent press(QEvent::MouseButtonPress, point, table->viewport()->mapToGlobal(point),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(table->viewport(), &press);
+    EXPECT_EQ(chosen, (IndexPath{0, 3}));
+    EXPECT_EQ(table->indexPathForSelectedRow(), (IndexPath{0, 3}));
 }
 
 }  // namespace

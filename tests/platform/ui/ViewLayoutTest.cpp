@@ -2,6 +2,7 @@
 
 #include <QLabel>
 #include <QWidget>
+#include <algorithm>
 #include <memory>
 
 #include "platform/ui/LayoutAnchor.h"
@@ -119,6 +120,63 @@ TEST_F(ViewLayout, ALabelTakesItsIntrinsicSize) {
     layOut();
     EXPECT_EQ(label->size(), label->sizeHint());
     EXPECT_EQ(label->pos(), QPoint(8, 8));
+}
+
+TEST_F(ViewLayout, TheViewThatHugsItsContentLessTakesTheRoomLeft) {
+    // [title][value] across 300 points: the title hugs its text at 251, the value at 250, so
+    // the value stretches and the title keeps its intrinsic width.
+    auto* title = new QLabel("Streak", window.get());
+    auto* value = new QLabel("12 days", window.get());
+    View parent(window.get()), titleView(title), valueView(value);
+    for (View view : {titleView, valueView}) {
+        view.setTranslatesAutoresizingMaskIntoConstraints(false);
+        view.topAnchor().constraintEqualTo(parent.topAnchor()).setActive(true);
+    }
+    titleView.setContentHuggingPriority(251, LayoutAxis::horizontal);
+    LayoutConstraint::activate(
+        {titleView.leadingAnchor().constraintEqualTo(parent.leadingAnchor()),
+         valueView.leadingAnchor().constraintEqualTo(titleView.trailingAnchor()),
+         valueView.trailingAnchor().constraintEqualTo(parent.trailingAnchor())});
+    layOut();
+    EXPECT_EQ(title->width(), title->sizeHint().width());
+    EXPECT_EQ(value->x(), title->sizeHint().width());
+    EXPECT_EQ(value->width(), 300 - title->sizeHint().width());
+    // Swapped priorities: the title stretches instead.
+    titleView.setContentHuggingPriority(249, LayoutAxis::horizontal);
+    layOut();
+    EXPECT_EQ(value->width(), value->sizeHint().width());
+    EXPECT_EQ(title->width(), 300 - value->sizeHint().width());
+}
+
+TEST_F(ViewLayout, CompressionResistanceDecidesWhichViewIsSqueezed) {
+    auto* first = new QLabel("Drink water every day", window.get());
+    auto* second = new QLabel("Read twenty pages", window.get());
+    const int firstWidth = first->sizeHint().width(), secondWidth = second->sizeHint().width();
+    // Room for either label whole but not for both.
+    const int room = std::max(firstWidth, secondWidth) + 10;
+    ASSERT_LT(room, firstWidth + secondWidth);
+    window->resize(room, 200);
+    View parent(window.get()), firstView(first), secondView(second);
+    for (View view : {firstView, secondView}) {
+        view.setTranslatesAutoresizingMaskIntoConstraints(false);
+        view.topAnchor().constraintEqualTo(parent.topAnchor()).setActive(true);
+    }
+    secondView.setContentCompressionResistancePriority(751, LayoutAxis::horizontal);
+    LayoutConstraint::activate(
+        {firstView.leadingAnchor().constraintEqualTo(parent.leadingAnchor()),
+         secondView.leadingAnchor().constraintEqualTo(firstView.trailingAnchor()),
+         secondView.trailingAnchor().constraintEqualTo(parent.trailingAnchor())});
+    layOut();
+    // The more resistant second label keeps its width and the first gives way.
+    EXPECT_EQ(second->width(), secondWidth);
+    EXPECT_EQ(first->width(), room - secondWidth);
+    EXPECT_EQ(second->x(), room - secondWidth);
+    // Swapped priorities: the first keeps its width.
+    secondView.setContentCompressionResistancePriority(749, LayoutAxis::horizontal);
+    layOut();
+    EXPECT_EQ(first->width(), firstWidth);
+    EXPECT_EQ(second->x(), firstWidth);
+    EXPECT_EQ(second->width(), room - firstWidth);
 }
 
 }  // namespace
