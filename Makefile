@@ -36,6 +36,7 @@ test-release: build
 
 test-sanitizers: build-asan
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	    LSAN_OPTIONS=suppressions=$(CURDIR)/tests/support/leak-suppressions.txt \
 	    ctest $(CTEST_FLAGS) -L 'unit|multiprocess'
 
 bench: build
