@@ -139,8 +139,7 @@ struct AnchoredColumn {
     std::vector<dovrel::ui::LayoutConstraint> constraints;
     dovrel::ui::LayoutConstraint firstTop;
 
-    explicit AnchoredColumn(Column& column)
-        : firstTop(makeConstraints(column, constraints)) {}
+    explicit AnchoredColumn(Column& column) : firstTop(makeConstraints(column, constraints)) {}
 
     static dovrel::ui::LayoutConstraint makeConstraints(
         Column& column, std::vector<dovrel::ui::LayoutConstraint>& constraints) {
@@ -158,7 +157,8 @@ struct AnchoredColumn {
             auto top = row == 0 ? dot.topAnchor().constraintEqualTo(container.topAnchor(), kSpacing)
                                 : dot.topAnchor().constraintEqualTo(
                                       View(column.views[3 * row - 3]).bottomAnchor(), kSpacing);
-            if (row == 0) first = top;
+            if (row == 0)
+                first = top;
             constraints.push_back(top);
             constraints.push_back(name.topAnchor().constraintEqualTo(dot.topAnchor()));
             constraints.push_back(box.topAnchor().constraintEqualTo(dot.topAnchor()));
@@ -243,6 +243,29 @@ void firstLayoutWithAnchors(benchmark::State& state) {
     }
 }
 
+// Closing: the laid-out column destroyed with all its widgets, as when a window closes.
+void closeWithQtBoxLayouts(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto column = std::make_unique<Column>();
+        layOutWithBoxLayouts(*column);
+        state.ResumeTiming();
+        column.reset();
+    }
+}
+
+void closeWithAnchors(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto column = std::make_unique<Column>();
+        auto anchors = std::make_unique<AnchoredColumn>(*column);
+        anchors->layOut(*column);
+        state.ResumeTiming();
+        column.reset();
+        anchors.reset();
+    }
+}
+
 void constantChangeWithAnchors(benchmark::State& state) {
     Column column;
     AnchoredColumn anchors(column);
@@ -287,15 +310,21 @@ int main(int argc, char** argv) {
     const std::string anchorsChangeName = "constant_change/anchors/200_rows";
     const std::string solverName = "first_layout/solver_alone/200_rows";
     const std::string solverChangeName = "constant_change/solver_alone/200_rows";
+    const std::string qtCloseName = "close/qt_box_layouts/200_rows";
+    const std::string anchorsCloseName = "close/anchors/200_rows";
     const std::pair<const std::string*, void (*)(benchmark::State&)> benchmarks[] = {
         {&qtName, firstLayoutWithQtBoxLayouts},
         {&anchorsName, firstLayoutWithAnchors},
         {&anchorsChangeName, constantChangeWithAnchors},
         {&solverName, firstLayoutWithTheSolver},
         {&solverChangeName, constantChangeWithTheSolver},
+        {&qtCloseName, closeWithQtBoxLayouts},
+        {&anchorsCloseName, closeWithAnchors},
     };
     for (const auto& [name, function] : benchmarks) {
-        benchmark::RegisterBenchmark(name->c_str(), function)->Unit(benchmark::kMillisecond)->UseRealTime();
+        benchmark::RegisterBenchmark(name->c_str(), function)
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
     }
     dovrel::bench::CollectingReporter reporter;
     return dovrel::bench::runBenchmarks(argc, argv, 7, &reporter, [&] {
@@ -309,10 +338,15 @@ int main(int argc, char** argv) {
         const auto* anchorsChange = timings(anchorsChangeName);
         const auto* solver = timings(solverName);
         const auto* solverChange = timings(solverChangeName);
-        if (!qt || !anchors || !anchorsChange || !solver || !solverChange) return;
+        const auto* qtClose = timings(qtCloseName);
+        const auto* anchorsClose = timings(anchorsCloseName);
+        if (!qt || !anchors || !anchorsChange || !solver || !solverChange || !qtClose ||
+            !anchorsClose)
+            return;
         auto& figures = dovrel::bench::Figures::shared();
-        const std::size_t count = std::min({qt->size(), anchors->size(), anchorsChange->size(),
-                                            solver->size(), solverChange->size()});
+        const std::size_t count =
+            std::min({qt->size(), anchors->size(), anchorsChange->size(), solver->size(),
+                      solverChange->size(), qtClose->size(), anchorsClose->size()});
         for (std::size_t i = 0; i < count; ++i) {
             figures.record("ratio first layout of 200 rows with anchors / Qt box layouts",
                            (*anchors)[i].real / (*qt)[i].real, "x", 3.0);
@@ -322,6 +356,9 @@ int main(int argc, char** argv) {
                            (*solver)[i].real / (*qt)[i].real, "x", dovrel::bench::kNoAim);
             figures.record("ratio relayout after one constant change / first layout, solver alone",
                            (*solverChange)[i].real / (*solver)[i].real, "x", dovrel::bench::kNoAim);
+            figures.record("ratio closing the column of 200 rows with anchors / Qt box layouts",
+                           (*anchorsClose)[i].real / (*qtClose)[i].real, "x",
+                           dovrel::bench::kNoAim);
         }
         for (const auto& [label, list] :
              {std::pair{"time first layout of 200 rows with anchors", anchors},

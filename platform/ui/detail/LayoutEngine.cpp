@@ -488,11 +488,19 @@ void LayoutEngine::priorityChanged(ConstraintData& constraint) {
 }
 
 void LayoutEngine::deactivated(ConstraintData& constraint) {
-    if (constraint.installed && solver_.hasConstraint(*constraint.installed)) {
+    const bool rebuildDue = !built_ || builtStructure_ != structureGeneration();
+    if (!rebuildDue && constraint.installed && solver_.hasConstraint(*constraint.installed)) {
         solver_.removeConstraint(*constraint.installed);
     }
     constraint.installed.reset();
     constraint.engine = nullptr;
+    if (rebuildDue) {
+        // The next layout starts a new solver; taking the constraint out of this one would be
+        // wasted work, and when a window full of views goes it would be most of the work (each
+        // removal searches the tableau). The entry left in `installed_` no longer points here,
+        // so the rebuild passes over it.
+        return;
+    }
     const auto found = std::find_if(installed_.begin(), installed_.end(),
                                     [&](const auto& held) { return held.get() == &constraint; });
     if (found != installed_.end()) {

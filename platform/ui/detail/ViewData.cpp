@@ -54,7 +54,10 @@ ViewData::ViewData(QWidget* widget) : QObject(widget), widget_(widget) {
 ViewData::~ViewData() {
     attachments().erase(widget_);
     // The widget is being destroyed (this is its child): its constraints leave every other view
-    // and every engine. The widget itself must not be touched any more.
+    // and every engine. The widget itself must not be touched any more. The structure changes
+    // first, so that the engines rebuild at their next layout instead of taking each constraint
+    // out of their solvers one by one.
+    structureChanged();
     for (const auto& constraint : constraints) {
         if (constraint->engine != nullptr) {
             constraint->engine->deactivated(*constraint);
@@ -77,7 +80,6 @@ ViewData::~ViewData() {
     for (const auto& guide : guides) {
         guide->owningView = nullptr;
     }
-    structureChanged();
 }
 
 ViewData* ViewData::find(const QWidget* widget) {
