@@ -10,8 +10,19 @@
 // Invariants kept between calls:
 //   - every row of a restricted basic symbol has a constant >= 0 (primal feasibility);
 //   - no restricted parametric symbol has a lexicographically negative cost (optimality);
-//   - rows of restricted symbols and the objective never hold an external symbol: a new row
-//     that holds an external is always solved for it.
+//   - rows of restricted symbols, of dummies and the objective never hold an external symbol:
+//     a new row that holds an external is always solved for it;
+//   - the row of an external may hold other externals that are basic themselves (a factored
+//     row), but only rows added for a fresh external (one no row held yet) are left factored,
+//     so these references never form a cycle.
+//
+// Factored rows are what keeps chains cheap. When each view of a column is pinned below the
+// one before, the fully substituted row of the last view's top holds a dummy of every
+// equality above it, and building all those rows costs the square of the column's length;
+// left factored, the row of each top reads `previous top + previous height + spacing + dummy`.
+// Values are read by following the references; the simplex itself only ever reads rows of
+// restricted symbols and the objective, which are kept fully substituted (a factored row is
+// expanded before it is substituted anywhere).
 //
 // The column index (which rows may hold a symbol) makes substitution and the ratio tests visit
 // only the rows concerned; its lists are compacted whenever they are walked.
@@ -112,13 +123,15 @@ struct Solver::Impl {
 
     auto appearedIn(SymbolId basic) {
         return [this, basic](SymbolId symbol) {
-            if (isIndexed(symbol)) state.columns[symbol].push_back(basic);
+            if (isIndexed(symbol))
+                state.columns[symbol].push_back(basic);
         };
     }
 
     void setRow(SymbolId basic, Row row) {
         for (const Cell& cell : row.cells()) {
-            if (isIndexed(cell.symbol)) state.columns[cell.symbol].push_back(basic);
+            if (isIndexed(cell.symbol))
+                state.columns[cell.symbol].push_back(basic);
         }
         state.rows[basic] = std::move(row);
     }
@@ -374,12 +387,7 @@ struct Solver::Impl {
         const Expression& expression = constraint.expression();
         Row row(expression.constant);
         for (const Term& term : expression.terms) {
-            const SymbolId symbol = recordFor(term.variable).symbol;
-            if (isBasic(symbol)) {
-                row.insert(*state.rows[symbol], term.coefficient, [](SymbolId) {});
-            } else {
-                row.insert(symbol, term.coefficient);
-            }
+            row.insert(recordFor(term.variable).symbol, term.coefficient);
         }
         const bool required = constraint.priority() >= kRequired;
         if (constraint.relation() == Relation::equal) {
@@ -405,9 +413,74 @@ struct Solver::Impl {
         row.insert(tag.marker, tag.markerCoefficient);
         if (tag.other != kNoSymbol)
             row.insert(tag.other, tag.otherCoefficient);
-        if (row.constant() < 0.0)
-            row.reverseSign();
         return row;
+    }
+
+    bool isBasicExternal(SymbolId symbol) const {
+        return kind(symbol) == SymbolKind::external && isBasic(symbol);
+    }
+
+    // Replaces every basic external the row refers to by its row, until the row holds
+    // parametric symbols only.
+    void expand(Row& row) const {
+        for (;;) {
+            const auto reference =
+                std::find_if(row.cells().begin(), row.cells().end(),
+                             [&](const Cell& cell) { return isBasicExternal(cell.symbol); });
+            if (reference == row.cells().end())
+                return;
+            const SymbolId symbol = reference->symbol;
+            row.substitute(symbol, *state.rows[symbol], [](SymbolId) {});
+        }
+    }
+
+    // A parametric external of the row that no row holds yet: solving the row for it needs no
+    // substitution anywhere, and the row may stay factored.
+    SymbolId freshExternal(const Row& row) const {
+        for (const Cell& cell : row.cells()) {
+            if (kind(cell.symbol) == SymbolKind::external && !isBasic(cell.symbol) &&
+                state.columns[cell.symbol].empty()) {
+                return cell.symbol;
+            }
+        }
+        return kNoSymbol;
+    }
+
+    // The value of a symbol in the current solution: a parametric symbol's is 0, a basic
+    // one's its row's constant plus the values of the basic externals the row refers to.
+    // `memo` (by symbol, NaN when not yet known) spares evaluating a shared reference twice.
+    double evaluate(SymbolId symbol, std::vector<double>& memo) const {
+        if (!isBasic(symbol))
+            return 0.0;
+        if (!std::isnan(memo[symbol]))
+            return memo[symbol];
+        // Depth first without recursion: a column of views is a chain as long as the column.
+        std::vector<SymbolId> pending{symbol};
+        while (!pending.empty()) {
+            const SymbolId current = pending.back();
+            if (!std::isnan(memo[current])) {
+                pending.pop_back();
+                continue;
+            }
+            const Row& row = *state.rows[current];
+            double value = row.constant();
+            bool ready = true;
+            for (const Cell& cell : row.cells()) {
+                if (!isBasicExternal(cell.symbol))
+                    continue;
+                if (std::isnan(memo[cell.symbol])) {
+                    pending.push_back(cell.symbol);
+                    ready = false;
+                } else {
+                    value += cell.coefficient * memo[cell.symbol];
+                }
+            }
+            if (ready) {
+                memo[current] = value;
+                pending.pop_back();
+            }
+        }
+        return memo[symbol];
     }
 
     SymbolId chooseSubject(const Row& row, const Tag& tag) const {
@@ -496,7 +569,19 @@ struct Solver::Impl {
     void add(const Constraint& constraint) {
         Tag tag;
         Row row = makeRow(constraint, tag);
-        SymbolId subject = chooseSubject(row, tag);
+        SymbolId subject = freshExternal(row);
+        if (subject != kNoSymbol) {
+            changeCost(tag, constraint.priority(), 1.0);
+            row.solveFor(subject);
+            setRow(subject, std::move(row));
+            record(constraint, tag);
+            optimize();
+            return;
+        }
+        expand(row);
+        if (row.constant() < 0.0)
+            row.reverseSign();
+        subject = chooseSubject(row, tag);
         if (subject == kNoSymbol && holdsOnlyDummies(row)) {
             if (!nearZero(row.constant()))
                 failUnsatisfiable(constraint);
@@ -517,12 +602,15 @@ struct Solver::Impl {
             substitute(subject, row);
             setRow(subject, std::move(row));
         }
-        ConstraintRecord record{constraint, tag};
+        record(constraint, tag);
+        optimize();
+    }
+
+    void record(const Constraint& constraint, const Tag& tag) {
         for (const Term& term : constraint.expression().terms) {
             ++state.variables.at(term.variable.identity()).uses;
         }
-        constraints.emplace(constraint.identity(), std::move(record));
-        optimize();
+        constraints.emplace(constraint.identity(), ConstraintRecord{constraint, tag});
     }
 
     // The row to solve for a parametric marker when its constraint goes: the row of a basic
@@ -576,6 +664,7 @@ struct Solver::Impl {
             }
             Row row = takeRow(leaving);
             row.solveFor(leaving, marker);
+            expand(row);  // an external's row may be factored; rows it goes into may not
             substitute(marker, row);
         }
         state.columns[marker].clear();
@@ -590,14 +679,12 @@ struct Solver::Impl {
         if (--found->second.uses > 0)
             return;
         const SymbolId symbol = found->second.symbol;
-        if (isBasic(symbol)) {
-            takeRow(symbol);  // a basic external appears in no other row
-        } else {
-            bool held = false;
-            forEachRowHolding(symbol, [&](SymbolId, Row&) { return held = true; });
-            if (held)
-                return;  // still tied to leftovers of removed constraints: keep it
-        }
+        bool held = false;
+        forEachRowHolding(symbol, [&](SymbolId, Row&) { return held = true; });
+        if (held)
+            return;  // still referred to, or tied to leftovers of removed constraints: keep it
+        if (isBasic(symbol))
+            takeRow(symbol);
         found->second.variable.setValue(0.0);
         state.variables.erase(found);
     }
@@ -766,8 +853,9 @@ void Solver::suggestValue(const Variable& variable, double value) {
 }
 
 void Solver::updateVariables() {
+    std::vector<double> memo(impl_->state.kinds.size(), std::nan(""));
     for (auto& [identity, record] : impl_->state.variables) {
-        record.variable.setValue(value(record.variable));
+        record.variable.setValue(impl_->evaluate(record.symbol, memo));
     }
 }
 
@@ -775,8 +863,8 @@ double Solver::value(const Variable& variable) const {
     const auto found = impl_->state.variables.find(variable.identity());
     if (found == impl_->state.variables.end())
         return 0.0;
-    const auto& row = impl_->state.rows[found->second.symbol];
-    return row ? row->constant() : 0.0;
+    std::vector<double> memo(impl_->state.kinds.size(), std::nan(""));
+    return impl_->evaluate(found->second.symbol, memo);
 }
 
 void Solver::reset() {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <random>
+#include <vector>
 
 namespace dovrel::ui::solver {
 namespace {
@@ -302,6 +303,84 @@ TEST(Solver, AVariableNoConstraintNamesIsForgotten) {
     solver.updateVariables();
     EXPECT_EQ(solver.value(x), 0);
     EXPECT_EQ(x.value(), 0);
+}
+
+// A column of views, each pinned below the one before: tops[i] = tops[i-1] + height + spacing.
+struct Chain {
+    Solver solver;
+    std::vector<Variable> tops;
+    std::vector<Constraint> links;
+    Constraint head{Variable(), Relation::equal, 0.0};
+
+    explicit Chain(int length) {
+        tops.resize(length);
+        head = eq(tops[0], 8);
+        solver.addConstraint(head);
+        for (int i = 1; i < length; ++i) {
+            links.push_back(eq(tops[i], tops[i - 1] + 40));
+            solver.addConstraint(links.back());
+        }
+        solver.updateVariables();
+    }
+};
+
+TEST(Solver, AChainOfViewsIsPlacedOneBelowTheOther) {
+    Chain chain(500);
+    for (int i = 0; i < 500; ++i) {
+        ASSERT_NEAR(chain.tops[i].value(), 8 + 40 * i, kTolerance) << i;
+    }
+    EXPECT_NEAR(chain.solver.value(chain.tops[499]), 8 + 40 * 499, kTolerance);
+}
+
+TEST(Solver, MovingTheHeadOfAChainMovesEveryViewBelowIt) {
+    Chain chain(100);
+    chain.solver.changeConstant(chain.head, -20);  // tops[0] - 20 == 0
+    chain.solver.updateVariables();
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_NEAR(chain.tops[i].value(), 20 + 40 * i, kTolerance) << i;
+    }
+    // A link in the middle: only the views below it move.
+    chain.solver.changeConstant(chain.links[49], -50);  // tops[50] - tops[49] - 50 == 0
+    chain.solver.updateVariables();
+    EXPECT_NEAR(chain.tops[49].value(), 20 + 40 * 49, kTolerance);
+    EXPECT_NEAR(chain.tops[50].value(), 20 + 40 * 49 + 50, kTolerance);
+    EXPECT_NEAR(chain.tops[99].value(), 20 + 40 * 98 + 50, kTolerance);
+}
+
+TEST(Solver, ALinkTakenOutOfAChainLetsTheViewsBelowItFollowTheirOtherConstraints) {
+    Chain chain(50);
+    // The last view also prefers to sit at 1000; with its link gone the views below the cut
+    // follow it.
+    chain.solver.addConstraint(eq(chain.tops[49], 1000, 500));
+    chain.solver.removeConstraint(chain.links[29]);  // between tops[29] and tops[30]
+    chain.solver.updateVariables();
+    EXPECT_NEAR(chain.tops[29].value(), 8 + 40 * 29, kTolerance);
+    EXPECT_NEAR(chain.tops[49].value(), 1000, kTolerance);
+    EXPECT_NEAR(chain.tops[30].value(), 1000 - 40 * 19, kTolerance);
+    // Put back, the chain holds again over the preference.
+    chain.solver.addConstraint(chain.links[29]);
+    chain.solver.updateVariables();
+    EXPECT_NEAR(chain.tops[49].value(), 8 + 40 * 49, kTolerance);
+}
+
+TEST(Solver, AViewInTheMiddleOfAChainCanLoseItsConstraintsWhileOthersStillReferToIt) {
+    Chain chain(10);
+    // tops[5] keeps the links above and below; taking away an unrelated constraint naming it
+    // must not lose the value the views below it are placed from.
+    const Constraint extra = ge(chain.tops[5], 0);
+    chain.solver.addConstraint(extra);
+    chain.solver.removeConstraint(extra);
+    chain.solver.removeConstraint(chain.links[4]);  // tops[5] = tops[4] + 40
+    chain.solver.removeConstraint(chain.links[5]);  // tops[6] = tops[5] + 40
+    chain.solver.updateVariables();
+    EXPECT_NEAR(chain.tops[4].value(), 8 + 40 * 4, kTolerance);
+    // tops[6..9] still hang together 40 apart, wherever the solver put them.
+    for (int i = 7; i < 10; ++i) {
+        EXPECT_NEAR(chain.tops[i].value() - chain.tops[i - 1].value(), 40, kTolerance) << i;
+    }
+    chain.solver.addConstraint(eq(chain.tops[6], 500));
+    chain.solver.updateVariables();
+    EXPECT_NEAR(chain.tops[9].value(), 620, kTolerance);
 }
 
 }  // namespace
