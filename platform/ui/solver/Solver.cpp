@@ -100,6 +100,8 @@ struct Solver::Impl {
     std::optional<Row> artificial;  // the objective of the artificial phase, while it runs
     std::unordered_map<const void*, ConstraintRecord> constraints;
     std::unordered_map<const void*, Constraint> edits;  // by variable identity
+    // The records of the variables of the constraint being added, in the order of its terms.
+    std::vector<VariableRecord*> termRecords;
 
     // --- Symbols and rows
 
@@ -386,8 +388,11 @@ struct Solver::Impl {
     Row makeRow(const Constraint& constraint, Tag& tag) {
         const Expression& expression = constraint.expression();
         Row row(expression.constant);
+        termRecords.clear();
         for (const Term& term : expression.terms) {
-            row.insert(recordFor(term.variable).symbol, term.coefficient);
+            VariableRecord& record = recordFor(term.variable);
+            termRecords.push_back(&record);
+            row.insert(record.symbol, term.coefficient);
         }
         const bool required = constraint.priority() >= kRequired;
         if (constraint.relation() == Relation::equal) {
@@ -606,10 +611,10 @@ struct Solver::Impl {
         optimize();
     }
 
+    // Counts the constraint's uses of its variables (found by makeRow) and keeps its tag.
     void record(const Constraint& constraint, const Tag& tag) {
-        for (const Term& term : constraint.expression().terms) {
-            ++state.variables.at(term.variable.identity()).uses;
-        }
+        for (VariableRecord* variable : termRecords)
+            ++variable->uses;
         constraints.emplace(constraint.identity(), ConstraintRecord{constraint, tag});
     }
 
