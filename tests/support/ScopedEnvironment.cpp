@@ -7,7 +7,7 @@ namespace dovrel::testing {
 
 namespace {
 
-void apply(const std::string& name, const std::optional<std::string>& value) {
+void setOrUnset(const std::string& name, const std::optional<std::string>& value) {
     if (value) {
         ::setenv(name.c_str(), value->c_str(), 1);
     } else {
@@ -22,11 +22,11 @@ ScopedEnvironment::ScopedEnvironment(std::string name, const std::optional<std::
     if (const char* current = std::getenv(name_.c_str())) {
         previous_ = current;
     }
-    apply(name_, value);
+    setOrUnset(name_, value);
 }
 
 ScopedEnvironment::~ScopedEnvironment() {
-    apply(name_, previous_);
+    setOrUnset(name_, previous_);
 }
 
 }  // namespace dovrel::testing
