@@ -2,14 +2,35 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <semaphore.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <stdexcept>
+#include <string>
 
 namespace dovrel::testing {
+
+namespace {
+
+// libfaketime, preloaded into a child (the reminder daemon's clock tests) or run as the faketime
+// program, keeps a semaphore and a shared memory object named after the process and removes them
+// when the process exits; one killed by a signal leaves them behind. Left, they make a later
+// process that happens to get the same pid fail at start ("sem_open: File exists"), so they are
+// removed here once the child is gone.
+void removeWhatLibfaketimeLeft(pid_t pid, int status) {
+    if (!WIFSIGNALED(status)) {
+        return;
+    }
+    const std::string suffix = std::to_string(static_cast<long>(pid));
+    ::sem_unlink(("/faketime_sem_" + suffix).c_str());
+    ::shm_unlink(("/faketime_shm_" + suffix).c_str());
+}
+
+}  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
     int toChild[2];
@@ -57,6 +78,7 @@ ChildProcess::~ChildProcess() {
         int status = 0;
         while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
+        removeWhatLibfaketimeLeft(pid_, status);
     }
 }
 
@@ -130,6 +152,7 @@ int ChildProcess::wait() {
             return -1;
         }
     }
+    removeWhatLibfaketimeLeft(pid_, status);
     pid_ = -1;
     if (WIFEXITED(status)) {
         return WEXITSTATUS(status);
