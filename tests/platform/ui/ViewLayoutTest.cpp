@@ -179,5 +179,40 @@ TEST_F(ViewLayout, CompressionResistanceDecidesWhichViewIsSqueezed) {
     EXPECT_EQ(second->width(), room - firstWidth);
 }
 
+TEST_F(ViewLayout, AViewDestroyedTakesItsConstraintsAndTheRestIsLaidOutWithout) {
+    auto* above = new QWidget(window.get());
+    auto* middle = new QWidget(window.get());
+    auto* below = new QWidget(window.get());
+    View parent(window.get()), a(above), b(middle), c(below);
+    for (View view : {a, b, c}) {
+        view.setTranslatesAutoresizingMaskIntoConstraints(false);
+        view.leadingAnchor().constraintEqualTo(parent.leadingAnchor()).setActive(true);
+        view.widthAnchor().constraintEqualToConstant(50).setActive(true);
+    }
+    LayoutConstraint::activate({
+        a.topAnchor().constraintEqualTo(parent.topAnchor(), 10),
+        a.heightAnchor().constraintEqualToConstant(20),
+        b.topAnchor().constraintEqualTo(a.bottomAnchor(), 5),
+        b.heightAnchor().constraintEqualToConstant(30),
+        c.topAnchor().constraintEqualTo(b.bottomAnchor(), 5),
+        c.heightAnchor().constraintEqualToConstant(40),
+        c.topAnchor().constraintGreaterThanOrEqualTo(a.bottomAnchor(), 1),
+    });
+    auto weak = c.topAnchor().constraintEqualTo(parent.topAnchor(), 100);
+    weak.setPriority(250);
+    weak.setActive(true);
+    layOut();
+    EXPECT_EQ(below->geometry(), QRect(0, 70, 50, 40));
+    delete middle;
+    layOut();
+    // Without the middle view only the weak preference and the bound below the first remain.
+    EXPECT_EQ(above->geometry(), QRect(0, 10, 50, 20));
+    EXPECT_EQ(below->geometry(), QRect(0, 100, 50, 40));
+    // The engine goes on working incrementally after the rebuild.
+    weak.setConstant(120);
+    layOut();
+    EXPECT_EQ(below->y(), 120);
+}
+
 }  // namespace
 }  // namespace dovrel::ui
