@@ -38,23 +38,6 @@ HabitKey keyOf(const std::string& name, const std::vector<Date>& dates) {
     return {name, std::move(days)};
 }
 
-// Today at `hour`:`minute` in the current region: only the time of day of a reminder counts.
-Date reminderTime(int hour, int minute) {
-    const Region region = Region::current();
-    const auto today = region.components(onlyDay(Clock::now()));
-    DateComponents components;
-    components.era = today.era;
-    components.year = today.year;
-    components.month = today.month;
-    components.day = today.day;
-    components.isLeapMonth = today.isLeapMonth;
-    components.hour = hour;
-    components.minute = minute;
-    components.second = 0;
-    const auto date = region.date(components);
-    return date ? *date : onlyDay(Clock::now()) + hour * 3600.0 + minute * 60.0;
-}
-
 void addHabit(const ImportedHabit& imported, store::ManagedObjectContext& context) {
     auto habit = insertObject<Habit>(context);
     habit->setName(imported.name);
@@ -65,7 +48,7 @@ void addHabit(const ImportedHabit& imported, store::ManagedObjectContext& contex
     habit->setCreationDate(Clock::now());
     habit->setRemind(imported.reminder.has_value());
     if (imported.reminder) {
-        habit->setRemindTime(reminderTime(imported.reminder->first, imported.reminder->second));
+        habit->setRemindTime(todayAt(imported.reminder->first, imported.reminder->second));
     }
     std::vector<Date> dates = imported.checkmarks;
     std::sort(dates.begin(), dates.end());

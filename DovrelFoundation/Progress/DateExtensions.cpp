@@ -84,6 +84,22 @@ Date onlyDay(const Region& region, Date date) {
     return buildDay(region, date);
 }
 
+Date todayAt(int hour, int minute) {
+    const Region region = Region::current();
+    const auto today = region.components(onlyDay(Clock::now()));
+    DateComponents components;
+    components.era = today.era;
+    components.year = today.year;
+    components.month = today.month;
+    components.day = today.day;
+    components.isLeapMonth = today.isLeapMonth;
+    components.hour = hour;
+    components.minute = minute;
+    components.second = 0;
+    const auto date = region.date(components);
+    return date ? *date : onlyDay(Clock::now()) + hour * 3600.0 + minute * 60.0;
+}
+
 Date onlyMonth(Date date) {
     return buildMonth(Region::current(), date);
 }

@@ -27,6 +27,10 @@ Date onlyDay(Date date);
 // The same in `region` rather than the current one (for callers that hold a region already).
 Date onlyDay(const Region& region, Date date);
 
+// Today at `hour`:`minute`:00 in the current region, as a reminder time is kept (only its time
+// of day counts). On a day whose clock skips that time, the first instant after the gap.
+Date todayAt(int hour, int minute);
+
 // The first instant of `date`'s month: day 1, 00:00 (plain way).
 Date onlyMonth(Date date);
 

@@ -62,24 +62,6 @@ FoundHabit findHabit(const Application& application, const std::string& words) {
     throw CommandError(text("Cli.Error.NoHabit", {{"words", words}}));
 }
 
-// The reminder instant for a time of day: today at that time in the current region (only the
-// time of day of a reminder counts).
-Date reminderTime(const TimeOfDay& time) {
-    const Region region = Region::current();
-    const auto today = region.components(onlyDay(Clock::now()));
-    DateComponents components;
-    components.era = today.era;
-    components.year = today.year;
-    components.month = today.month;
-    components.day = today.day;
-    components.isLeapMonth = today.isLeapMonth;
-    components.hour = time.hour;
-    components.minute = time.minute;
-    components.second = 0;
-    const auto date = region.date(components);
-    return date ? *date : onlyDay(Clock::now()) + time.hour * 3600.0 + time.minute * 60.0;
-}
-
 // Applies the edits that are given; `interval` is the interval to start from.
 void applyEdits(Habit& habit, const HabitEdits& edits, const RepeatInterval& interval) {
     if (edits.name) {
@@ -97,7 +79,7 @@ void applyEdits(Habit& habit, const HabitEdits& edits, const RepeatInterval& int
     }
     if (edits.remindAt) {
         habit.setRemind(true);
-        habit.setRemindTime(reminderTime(*edits.remindAt));
+        habit.setRemindTime(todayAt(edits.remindAt->hour, edits.remindAt->minute));
     } else if (edits.remindOff) {
         habit.setRemind(false);
     }

@@ -222,6 +222,22 @@ TEST_F(DateExtensionsInKyiv, InCurrentRegionPlacesTheDateInTheCurrentRegion) {
     EXPECT_EQ(inRegion.hour(), 12);
 }
 
+// --- A time of day today ------------------------------------------------------------------------
+
+TEST_F(DateExtensionsInKyiv, TodayAtIsThatTimeOfTheCurrentDayInTheCurrentZone) {
+    const ScopedClockOverride now(civilDate(2024, 7, 15, 23, 30, 0, 3.0));
+    EXPECT_EQ(todayAt(9, 5), civilDate(2024, 7, 15, 9, 5, 0, 3.0));
+    EXPECT_EQ(todayAt(0, 0), civilDate(2024, 7, 15, 0, 0, 0, 3.0));
+    EXPECT_EQ(todayAt(23, 59), civilDate(2024, 7, 15, 23, 59, 0, 3.0));
+}
+
+TEST_F(DateExtensionsInKyiv, TodayAtATimeTheClockSkipsIsTheFirstInstantAfterTheGap) {
+    // 31 March 2024: Kyiv's clocks go from 03:00 to 04:00 (UTC+2 to UTC+3).
+    const ScopedClockOverride now(civilDate(2024, 3, 31, 12, 0, 0, 3.0));
+    EXPECT_EQ(todayAt(3, 30), civilDate(2024, 3, 31, 4, 0, 0, 3.0));
+    EXPECT_EQ(todayAt(4, 30), civilDate(2024, 3, 31, 4, 30, 0, 3.0));
+}
+
 // --- The current month ----------------------------------------------------------------------
 
 TEST_F(DateExtensionsInKyiv, IsInCurrentMonthComparesMonthStartsWithThePinnedClock) {
