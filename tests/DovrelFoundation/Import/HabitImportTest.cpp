@@ -19,6 +19,7 @@
 #include "platform/store/PersistentContainer.h"
 #include "platform/store/PersistentStoreDescription.h"
 #include "tests/support/CivilDate.h"
+#include "tests/support/FileContents.h"
 #include "tests/support/ScopedRegion.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -38,10 +39,7 @@ void write(const fs::path& file, const std::string& text) {
     std::ofstream(file, std::ios::binary) << text;
 }
 
-std::string contentsOf(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using testing::contentsOf;
 
 std::string hexOf(const std::optional<Color>& color) {
     if (!color) {

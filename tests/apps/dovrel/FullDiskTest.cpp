@@ -14,6 +14,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/FileContents.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -22,10 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string contentsOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using testing::contentsOf;
 
 // A backup of `habits` habits of `days` daily checkmarks each: far more than a megabyte in a
 // store.

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/FileContents.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -23,11 +24,6 @@ namespace dovrel::testing {
 namespace fs = std::filesystem;
 
 inline constexpr const char* kFaketime = "/usr/bin/faketime";
-
-inline std::string contentsOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 class HabitCommands : public ::testing::Test {
   protected:
@@ -93,19 +89,19 @@ class HabitCommands : public ::testing::Test {
     // Every command that only reads `habit` answers, with nothing on standard error: the list
     // and the details, as text and JSON, on several days.
     void expectEveryQueryToAnswer(const std::string& habit) const {
-        for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-                 {"list"},
-                 {"list", "--json"},
-                 {"list", "--at", "2026-03-20", "--json"},
-                 {"show", habit},
-                 {"show", habit, "--json"},
-                 {"show", habit, "--at", "2026-03-08"},
-                 {"show", habit, "--at", "2030-01-01", "--json"},
-                 {"why", habit},
-                 {"why", habit, "--at", "2026-03-08", "--json"},
-                 {"show", habit, "--year"},
-                 {"stats"},
-                 {"stats", habit, "--json"}}) {
+        for (const std::vector<std::string>& arguments :
+             std::vector<std::vector<std::string>>{{"list"},
+                                                   {"list", "--json"},
+                                                   {"list", "--at", "2026-03-20", "--json"},
+                                                   {"show", habit},
+                                                   {"show", habit, "--json"},
+                                                   {"show", habit, "--at", "2026-03-08"},
+                                                   {"show", habit, "--at", "2030-01-01", "--json"},
+                                                   {"why", habit},
+                                                   {"why", habit, "--at", "2026-03-08", "--json"},
+                                                   {"show", habit, "--year"},
+                                                   {"stats"},
+                                                   {"stats", habit, "--json"}}) {
             const auto result = run(arguments);
             EXPECT_EQ(result.exitStatus, 0) << arguments[0] << ": " << result.standardError;
             EXPECT_EQ(result.standardError, "") << arguments[0];

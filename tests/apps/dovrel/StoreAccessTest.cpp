@@ -15,6 +15,7 @@
 #include <map>
 #include <optional>
 
+#include "tests/support/FileContents.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -25,10 +26,7 @@ namespace fs = std::filesystem;
 using testing::ProgramResult;
 using testing::runProgram;
 
-std::string contentsOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using testing::contentsOf;
 
 class StoreAccess : public ::testing::Test {
   protected:

@@ -16,6 +16,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/FileContents.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace dovrel::cli {
@@ -55,10 +56,7 @@ std::optional<StoreFileProblem> check(const fs::path& path) {
     return checkStoreFile(path, {"HabitV1", "HabitV2"});
 }
 
-std::string contentsOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using testing::contentsOf;
 
 void writeFile(const fs::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "tests/support/FileContents.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace dovrel {
@@ -14,10 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string contentsOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using testing::contentsOf;
 
 unsigned permissionsOf(const fs::path& path) {
     struct stat status {};

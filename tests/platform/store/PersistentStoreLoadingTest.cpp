@@ -11,6 +11,7 @@
 
 #include "platform/store/StoreError.h"
 #include "tests/platform/store/StoreTestModel.h"
+#include "tests/support/FileContents.h"
 
 namespace dovrel::store {
 namespace {
@@ -19,10 +20,7 @@ using testing::makeLoadedContainer;
 using testing::makeTestModel;
 using testing::TemporaryDirectory;
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using dovrel::testing::contentsOf;
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes) {
     std::ofstream out(path, std::ios::binary);
@@ -75,7 +73,7 @@ TEST(PersistentStoreLoading, ANewStoreFileIsPrivateAndInWALMode) {
     ASSERT_EQ(::stat((file.string() + "-wal").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
     // WAL is recorded in the file header (bytes 18 and 19 are 2).
-    const std::string header = readFile(file).substr(0, 20);
+    const std::string header = contentsOf(file).substr(0, 20);
     EXPECT_EQ(header[18], 2);
     EXPECT_EQ(header[19], 2);
 }
@@ -109,7 +107,7 @@ TEST(PersistentStoreLoading, AFileThatIsNotSQLiteFailsAndIsLeftAsItWas) {
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->domain(), StoreError::kDomain);
     EXPECT_EQ(error->code(), StoreError::kFileReadCorruptFileError);
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
 }
 
 TEST(PersistentStoreLoading, ASQLiteFileOfAForeignSchemaFailsAndIsLeftAsItWas) {
@@ -123,11 +121,11 @@ TEST(PersistentStoreLoading, ASQLiteFileOfAForeignSchemaFailsAndIsLeftAsItWas) {
                            nullptr, nullptr, nullptr),
               SQLITE_OK);
     sqlite3_close(db);
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     auto error = loadError(file);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code(), StoreError::kPersistentStoreIncompatibleSchemaError);
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
     EXPECT_FALSE(std::filesystem::exists(file.string() + "-wal"));
 }
 
@@ -135,11 +133,11 @@ TEST(PersistentStoreLoading, AStoreOfAnotherModelVersionFailsAndIsLeftAsItWas) {
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     makeLoadedContainer(file, makeTestModel("1"));
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     auto error = loadError(file, makeTestModel("2"));
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code(), StoreError::kPersistentStoreIncompatibleVersionHashError);
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
 }
 
 // Permission checks do not apply to root, so the attempt runs in a child that drops to an
@@ -174,14 +172,14 @@ TEST(PersistentStoreLoading, AFolderWithoutWritePermissionFailsAndLeavesTheFileA
     std::filesystem::remove(existing.string() + "-wal");
     std::filesystem::remove(existing.string() + "-shm");
     ::chmod(existing.c_str(), 0666);
-    const std::string bytes = readFile(existing);
+    const std::string bytes = contentsOf(existing);
     ::chmod(folder.c_str(), 0555);
     ::chmod(directory.path().c_str(), 0755);
 
     EXPECT_EQ(loadAsUnprivilegedUser(folder / "New.sqlite"), 0);
     EXPECT_FALSE(std::filesystem::exists(folder / "New.sqlite"));
     EXPECT_EQ(loadAsUnprivilegedUser(existing), 0);
-    EXPECT_EQ(readFile(existing), bytes);
+    EXPECT_EQ(contentsOf(existing), bytes);
     ::chmod(folder.c_str(), 0700);
 }
 

@@ -17,6 +17,7 @@
 #include "platform/store/StoreError.h"
 #include "tests/platform/store/StoreTestModel.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FileContents.h"
 #include "tests/support/ScopedEnvironment.h"
 
 namespace dovrel::store {
@@ -137,10 +138,7 @@ int expectedEntries(int owners) {
     return total;
 }
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using dovrel::testing::contentsOf;
 
 std::set<std::string> filesIn(const std::filesystem::path& directory) {
     std::set<std::string> files;
@@ -245,7 +243,7 @@ TEST(StoreMigration, APolicyThatThrowsLeavesTheVersion1FileByteForByte) {
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     writeVersion1Store(file, 1000);
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     const auto files = filesIn(directory.path());
     ASSERT_EQ(files, std::set<std::string>{"Test.sqlite"});
 
@@ -261,7 +259,7 @@ TEST(StoreMigration, APolicyThatThrowsLeavesTheVersion1FileByteForByte) {
               "policy gave up");
     EXPECT_TRUE(container->persistentStoreCoordinator()->persistentStores().empty());
     container.reset();
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
     EXPECT_EQ(filesIn(directory.path()), files);
 
     // The old version still opens, with all of its objects.
@@ -274,7 +272,7 @@ TEST(StoreMigration, AFailedSaveOfTheMigratedObjectsLeavesTheOldFileAsItWas) {
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     writeVersion1Store(file, 50);
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     // The required entryCount is left empty, so the new store refuses the objects.
     MappingModel mapping = mapping1To2();
     mapping.entityMappings()[0].policyFactory = nullptr;
@@ -286,7 +284,7 @@ TEST(StoreMigration, AFailedSaveOfTheMigratedObjectsLeavesTheOldFileAsItWas) {
     EXPECT_EQ(error->code(), StoreError::kMigrationError);
     EXPECT_NE(error->localizedDescription().find("\"entryCount\""), std::string::npos)
         << error->localizedDescription();
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
     EXPECT_EQ(filesIn(directory.path()), std::set<std::string>{"Test.sqlite"});
 }
 
@@ -328,7 +326,7 @@ TEST(StoreMigrationIntegration, SIGKILLHalfWayLeavesTheOriginalAndTheNextOpenMig
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     writeVersion1Store(file, 1000);
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
 
     {
         ScopedEnvironment storeForChild(kChildStoreVariable, file.string());
@@ -342,7 +340,7 @@ TEST(StoreMigrationIntegration, SIGKILLHalfWayLeavesTheOriginalAndTheNextOpenMig
     }
     // The killed migration was writing its new file beside the store.
     EXPECT_TRUE(filesIn(directory.path()).contains("Test.sqlite.migration"));
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
 
     std::optional<Error> error;
     auto container = load(file, plan1To2(), error);
@@ -356,7 +354,7 @@ TEST(StoreMigration, AStoreOfAnUnknownVersionIsRefusedWithAClearError) {
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     writeVersion1Store(file, 10, ownerModel(1, "0.9-beta"));
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     std::optional<Error> error;
     auto container = load(file, plan1To2(), error);
     ASSERT_TRUE(error.has_value());
@@ -367,7 +365,7 @@ TEST(StoreMigration, AStoreOfAnUnknownVersionIsRefusedWithAClearError) {
                   "(its model version is \"2\"); the store was left as it was");
     EXPECT_TRUE(container->persistentStoreCoordinator()->persistentStores().empty());
     container.reset();
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
     EXPECT_EQ(filesIn(directory.path()), std::set<std::string>{"Test.sqlite"});
 }
 
@@ -375,7 +373,7 @@ TEST(StoreMigration, AStoreWithNoMappingToTheCurrentVersionIsRefused) {
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     writeVersion1Store(file, 10);
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     auto plan = std::make_shared<MigrationPlan>(
         std::vector<ModelVersion>{{version1(), std::nullopt}, {version2(), std::nullopt}});
     std::optional<Error> error;
@@ -386,7 +384,7 @@ TEST(StoreMigration, AStoreWithNoMappingToTheCurrentVersionIsRefused) {
               "The store " + file.string() +
                   " cannot be opened: no mapping model leads from model version \"1\" to \"2\"; "
                   "the store was left as it was");
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
 }
 
 TEST(StoreMigration, AStoreOfTheCurrentVersionOpensWithoutAMigration) {
@@ -459,7 +457,7 @@ TEST(StoreMigration, ANewAttributeTypeWithoutAnAttributeMappingFailsTheMigration
     TemporaryDirectory directory;
     const auto file = directory.path() / "Test.sqlite";
     writeVersion1Store(file, 5);
-    const std::string bytes = readFile(file);
+    const std::string bytes = contentsOf(file);
     // In this version the title is an integer.
     EntityDescription owner("Owner");
     owner.addAttribute({"title", AttributeType::integer64AttributeType});
@@ -479,7 +477,7 @@ TEST(StoreMigration, ANewAttributeTypeWithoutAnAttributeMappingFailsTheMigration
     EXPECT_EQ(error->localizedDescription(),
               "The migration policy of the entity mapping \"OwnerToOwner\" failed: The attribute "
               "\"title\" changes from string to integer 64 and needs an attribute mapping");
-    EXPECT_EQ(readFile(file), bytes);
+    EXPECT_EQ(contentsOf(file), bytes);
 }
 
 int checkedEntries = 0;
