@@ -14,12 +14,17 @@ using detail::AnchorData;
 using detail::ConstraintData;
 using detail::ViewData;
 
-std::vector<const AnchorData*> anchorsOf(const ConstraintData& data) {
-    std::vector<const AnchorData*> anchors{&data.first};
-    if (data.second) {
-        anchors.push_back(&*data.second);
-    }
-    return anchors;
+// The one or two anchors of a constraint, without allocating: activation runs once per
+// constraint of a screen.
+struct Anchors {
+    const AnchorData* items[2];
+    int count;
+    const AnchorData* const* begin() const { return items; }
+    const AnchorData* const* end() const { return items + count; }
+};
+
+Anchors anchorsOf(const ConstraintData& data) {
+    return data.second ? Anchors{{&data.first, &*data.second}, 2} : Anchors{{&data.first}, 1};
 }
 
 void postLayoutFor(const ConstraintData& data) {
@@ -42,36 +47,7 @@ void LayoutConstraint::setActive(bool active) {
         return;
     }
     const auto anchors = anchorsOf(*data_);
-    if (active) {
-        for (const AnchorData* anchor : anchors) {
-            if (!anchor->item.isView() && anchor->item.hostWidget() == nullptr) {
-                fatalError(
-                    "A layout guide must belong to a view before its constraints are "
-                    "activated");
-            }
-            if (anchor->item.hostWidget() == nullptr) {
-                return;  // a deleted view: nothing to lay out
-            }
-        }
-        data_->active = true;
-        for (const AnchorData* anchor : anchors) {
-            QWidget* host = anchor->item.hostWidget();
-            ViewData& hostData = ViewData::of(host);
-            if (std::find(hostData.constraints.begin(), hostData.constraints.end(), data_) ==
-                hostData.constraints.end()) {
-                hostData.constraints.push_back(data_);
-            }
-            if (!anchor->item.isView() || !hostData.translates) {
-                detail::adoptSuperview(anchor->item.isView() ? host->parentWidget() : host);
-            }
-            detail::adoptSuperview(host->window());
-        }
-        ViewData* window = ViewData::find(data_->first.item.hostWidget()->window());
-        detail::LayoutEngine* engine = window ? window->existingEngine() : nullptr;
-        if (engine == nullptr || !engine->activatedIncrementally(data_)) {
-            detail::structureChanged();
-        }
-    } else {
+    if (!active) {
         data_->active = false;
         if (data_->engine != nullptr) {
             data_->engine->deactivated(*data_);
@@ -81,8 +57,41 @@ void LayoutConstraint::setActive(bool active) {
                 hostData->removeConstraint(data_.get());
             }
         }
+        postLayoutFor(*data_);
+        return;
     }
-    postLayoutFor(*data_);
+    for (const AnchorData* anchor : anchors) {
+        if (!anchor->item.isView() && anchor->item.hostWidget() == nullptr) {
+            fatalError(
+                "A layout guide must belong to a view before its constraints are "
+                "activated");
+        }
+        if (anchor->item.hostWidget() == nullptr) {
+            return;  // a deleted view: nothing to lay out
+        }
+    }
+    data_->active = true;
+    // An inactive constraint is in no view's list, so it is listed once per host: twice only
+    // when both anchors are on one view (a view's width equal to its height).
+    const QWidget* listedIn = nullptr;
+    for (const AnchorData* anchor : anchors) {
+        QWidget* host = anchor->item.hostWidget();
+        ViewData& hostData = ViewData::of(host);
+        if (host != listedIn) {
+            hostData.constraints.push_back(data_);
+            listedIn = host;
+        }
+        if (!anchor->item.isView() || !hostData.translates) {
+            detail::adoptSuperview(anchor->item.isView() ? host->parentWidget() : host);
+        }
+        detail::adoptSuperview(host->window());
+    }
+    ViewData& window = ViewData::of(data_->first.item.hostWidget()->window());
+    detail::LayoutEngine* engine = window.existingEngine();
+    if (engine == nullptr || !engine->activatedIncrementally(data_)) {
+        detail::structureChanged();
+    }
+    window.postLayout();
 }
 
 LayoutPriority LayoutConstraint::priority() const {

@@ -50,6 +50,9 @@ struct ConstraintData {
     // by the engine that added it.
     LayoutEngine* engine = nullptr;
     std::optional<solver::Constraint> installed;
+    // The last build that collected the constraint (see LayoutEngine::rebuild): a constraint is
+    // named by up to two views and must be collected once.
+    unsigned long long collectedInBuild = 0;
 };
 
 }  // namespace dovrel::ui::detail

@@ -3,7 +3,6 @@
 #include <QtGlobal>
 #include <algorithm>
 #include <cmath>
-#include <unordered_set>
 
 #include "platform/ui/View.h"
 #include "platform/ui/detail/ViewData.h"
@@ -66,56 +65,76 @@ void warnUnsatisfiable(const ConstraintData& constraint, const SolverError& erro
              error.what());
 }
 
-}  // namespace
-
-Expression anchorExpression(const AnchorData& anchor, bool flipped) {
+// Appends `factor` times the expression of an anchor, in window coordinates, to `terms`.
+// `flipped` gives a horizontal anchor its right-to-left form (positions measured leftward).
+void appendAnchorTerms(const AnchorData& anchor, bool flipped, double factor,
+                       std::vector<Term>& terms) {
     const ItemVariables& v = anchor.item.variables();
-    const auto sum = [](std::vector<Term> terms) { return Expression(std::move(terms), 0.0); };
+    const auto add = [&](const solver::Variable& variable, double coefficient) {
+        terms.push_back(Term{variable, factor * coefficient});
+    };
     // The right-to-left leading edge is the right edge, measured leftward: -(left + width).
     const double sign = flipped ? -1.0 : 1.0;
     switch (anchor.attribute) {
         case LayoutAttribute::left:
-            return sum({{v.left, 1.0}});
+            add(v.left, 1.0);
+            break;
         case LayoutAttribute::right:
-            return sum({{v.left, 1.0}, {v.width, 1.0}});
+            add(v.left, 1.0);
+            add(v.width, 1.0);
+            break;
         case LayoutAttribute::leading:
-            return flipped ? sum({{v.left, -1.0}, {v.width, -1.0}}) : sum({{v.left, 1.0}});
+            add(v.left, sign);
+            if (flipped)
+                add(v.width, -1.0);
+            break;
         case LayoutAttribute::trailing:
-            return flipped ? sum({{v.left, -1.0}}) : sum({{v.left, 1.0}, {v.width, 1.0}});
+            add(v.left, sign);
+            if (!flipped)
+                add(v.width, 1.0);
+            break;
         case LayoutAttribute::centerX:
-            return sum({{v.left, sign}, {v.width, 0.5 * sign}});
+            add(v.left, sign);
+            add(v.width, 0.5 * sign);
+            break;
         case LayoutAttribute::top:
-            return sum({{v.top, 1.0}});
+            add(v.top, 1.0);
+            break;
         case LayoutAttribute::bottom:
-            return sum({{v.top, 1.0}, {v.height, 1.0}});
+            add(v.top, 1.0);
+            add(v.height, 1.0);
+            break;
         case LayoutAttribute::centerY:
-            return sum({{v.top, 1.0}, {v.height, 0.5}});
+            add(v.top, 1.0);
+            add(v.height, 0.5);
+            break;
         case LayoutAttribute::width:
-            return sum({{v.width, 1.0}});
+            add(v.width, 1.0);
+            break;
         case LayoutAttribute::height:
-            return sum({{v.height, 1.0}});
+            add(v.height, 1.0);
+            break;
     }
-    return {};
 }
 
-namespace {
-
+// `first - (second * multiplier + constant) relation 0`, built in one vector of terms.
 Constraint makeSolverConstraint(const ConstraintData& constraint) {
     const bool flipped = isFlipped(constraint);
     // Left and right keep their meaning in a flipped constraint; only directional anchors and
     // centres measure leftward.
-    const auto expressionOf = [flipped](const AnchorData& anchor) {
-        const bool flip = flipped && anchor.attribute != LayoutAttribute::left &&
-                          anchor.attribute != LayoutAttribute::right;
-        return anchorExpression(anchor, flip && isHorizontal(anchor.attribute));
+    const auto flips = [flipped](const AnchorData& anchor) {
+        return flipped && anchor.attribute != LayoutAttribute::left &&
+               anchor.attribute != LayoutAttribute::right && isHorizontal(anchor.attribute);
     };
-    Expression rhs(constraint.constant);
+    Expression difference(-constraint.constant);
+    difference.terms.reserve(4);
+    appendAnchorTerms(constraint.first, flips(constraint.first), 1.0, difference.terms);
     if (constraint.second) {
-        rhs = expressionOf(*constraint.second) * constraint.multiplier +
-              Expression(constraint.constant);
+        appendAnchorTerms(*constraint.second, flips(*constraint.second), -constraint.multiplier,
+                          difference.terms);
     }
-    return Constraint(expressionOf(constraint.first), solverRelation(constraint.relation), rhs,
-                      constraint.priority);
+    return Constraint::fromDifference(std::move(difference), solverRelation(constraint.relation),
+                                      constraint.priority);
 }
 
 }  // namespace
@@ -148,8 +167,8 @@ bool LayoutEngine::isInside(const QWidget* widget) const {
 }
 
 int LayoutEngine::participantIndex(const QWidget* widget) const {
-    const auto found = indices_.find(widget);
-    return found == indices_.end() ? -1 : found->second;
+    const int* found = indices_.find(widget);
+    return found == nullptr ? -1 : *found;
 }
 
 QRect LayoutEngine::translatedFrame(const Participant& participant) const {
@@ -242,18 +261,21 @@ void LayoutEngine::rebuild() {
     built_ = true;
 
     // Every constraint named by a view of the subtree, once, in a stable order.
+    static unsigned long long builds = 0;
+    const unsigned long long build = ++builds;
     std::vector<std::shared_ptr<ConstraintData>> constraints;
-    std::unordered_set<const ConstraintData*> seen;
     const auto collect = [&](ViewData* data) {
         for (const auto& constraint : data->constraints) {
-            if (constraint->active && seen.insert(constraint.get()).second) {
+            if (constraint->active && constraint->collectedInBuild != build) {
+                constraint->collectedInBuild = build;
                 constraints.push_back(constraint);
             }
         }
     };
     ViewData& rootData = ViewData::of(root_);
     collect(&rootData);
-    for (ViewData* data : root_->findChildren<ViewData*>()) {
+    const QList<ViewData*> descendants = root_->findChildren<ViewData*>();
+    for (ViewData* data : descendants) {
         if (isInside(data->widget())) {
             collect(data);
         }
@@ -261,19 +283,22 @@ void LayoutEngine::rebuild() {
 
     // The participants: the root first, then every view a usable constraint names.
     const auto addParticipant = [&](QWidget* widget) {
-        if (indices_.count(widget) != 0) {
+        if (indices_.contains(widget)) {
             return;
         }
         Participant participant;
         participant.widget = widget;
         participant.data = &ViewData::of(widget);
         participant.translates = widget == root_ || participant.data->translates;
-        indices_.emplace(widget, int(participants_.size()));
+        indices_[widget] = int(participants_.size());
         participants_.push_back(std::move(participant));
     };
+    participants_.reserve(descendants.size() + 1);
+    indices_.reserve(descendants.size() + 1);
     addParticipant(root_);
-    std::vector<std::shared_ptr<ConstraintData>> usable;
-    for (const auto& constraint : constraints) {
+    // The usable constraints are kept at the front of `constraints`, in their order.
+    std::size_t usableCount = 0;
+    for (auto& constraint : constraints) {
         const bool inside =
             hostIsAlive(constraint->first) && isInside(constraint->first.item.hostWidget()) &&
             (!constraint->second ||
@@ -292,8 +317,18 @@ void LayoutEngine::rebuild() {
                 addParticipant(anchor->item.widget());
             }
         }
-        usable.push_back(constraint);
+        if (&constraints[usableCount] != &constraint) {
+            constraints[usableCount] = std::move(constraint);
+        }
+        ++usableCount;
     }
+    constraints.resize(usableCount);
+    const std::vector<std::shared_ptr<ConstraintData>>& usable = constraints;
+
+    // Each participant brings four variables and up to four constraints of its own (its frame,
+    // or its intrinsic size).
+    solver_.reserve(usable.size() + 4 * participants_.size(), 4 * participants_.size());
+    installed_.reserve(usable.size());
 
     // The root: its origin at zero; its size an edit (the window's size, or zero when fitting).
     const ItemVariables& rootVariables = rootData.variables;
@@ -399,14 +434,14 @@ void LayoutEngine::place() {
     ++placingDepth;
     // The origin of a widget in window pixels: solved for participants, its static position
     // within its parent for the others.
-    std::unordered_map<const QWidget*, QPoint> origins;
+    PointerMap<QPoint> origins;
     const auto rounded = [](double value) { return int(std::lround(value)); };
     std::function<QPoint(const QWidget*)> originOf = [&](const QWidget* widget) -> QPoint {
         if (widget == nullptr || widget == root_) {
             return QPoint(0, 0);
         }
-        if (const auto found = origins.find(widget); found != origins.end()) {
-            return found->second;
+        if (const QPoint* found = origins.find(widget)) {
+            return *found;
         }
         QPoint origin;
         if (const int index = participantIndex(widget); index >= 0) {
@@ -415,7 +450,7 @@ void LayoutEngine::place() {
         } else {
             origin = originOf(widget->parentWidget()) + widget->pos();
         }
-        origins.emplace(widget, origin);
+        origins[widget] = origin;
         return origin;
     };
     for (std::size_t index = 1; index < participants_.size(); ++index) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/ui/detail/ConstraintData.h"
+#include "platform/ui/detail/PointerMap.h"
 #include "platform/ui/solver/Solver.h"
 
 namespace dovrel::ui::detail {
@@ -84,7 +85,7 @@ class LayoutEngine {
     Mode mode_;
     solver::Solver solver_;
     std::vector<Participant> participants_;
-    std::unordered_map<const QWidget*, int> indices_;
+    PointerMap<int> indices_;
     std::vector<std::shared_ptr<ConstraintData>> installed_;
     // Constraints installed here in fitting mode (window mode keeps them in the constraint).
     std::unordered_map<const ConstraintData*, solver::Constraint> fittingInstalled_;
@@ -93,9 +94,5 @@ class LayoutEngine {
     bool built_ = false;
     QSize rootSize_{-1, -1};
 };
-
-// The expression of an anchor, in window coordinates. `flipped` gives the horizontal anchors
-// their right-to-left form (positions measured leftward).
-solver::Expression anchorExpression(const AnchorData& anchor, bool flipped);
 
 }  // namespace dovrel::ui::detail

@@ -1,7 +1,5 @@
 #include "platform/ui/detail/ViewData.h"
 
-#include <unordered_map>
-
 #include <QCoreApplication>
 #include <QEvent>
 #include <QVariant>
@@ -10,6 +8,7 @@
 #include "platform/ui/Appearance.h"
 #include "platform/ui/ConstraintLayout.h"
 #include "platform/ui/detail/LayoutEngine.h"
+#include "platform/ui/detail/PointerMap.h"
 
 namespace dovrel::ui::detail {
 
@@ -17,8 +16,8 @@ namespace {
 
 // The attachment of every widget that has one. A hash lookup: a dynamic property read costs a
 // walk of the widget's meta-object and dominated laying out hundreds of views. GUI thread only.
-std::unordered_map<const QWidget*, ViewData*>& attachments() {
-    static std::unordered_map<const QWidget*, ViewData*> map;
+PointerMap<ViewData*>& attachments() {
+    static PointerMap<ViewData*> map;
     return map;
 }
 
@@ -86,8 +85,8 @@ ViewData* ViewData::find(const QWidget* widget) {
     if (widget == nullptr) {
         return nullptr;
     }
-    const auto found = attachments().find(widget);
-    return found != attachments().end() ? found->second : nullptr;
+    ViewData* const* found = attachments().find(widget);
+    return found != nullptr ? *found : nullptr;
 }
 
 ViewData& ViewData::of(QWidget* widget) {

@@ -65,29 +65,34 @@ bool isValidPriority(Priority priority) {
     return std::isfinite(priority) && priority >= 1 && priority <= kRequired;
 }
 
-// Merges the terms of one variable, drops those that cancel, keeps first-appearance order.
-// Expressions hold a handful of terms, so a linear search beats any index.
-// lhs - rhs with the terms of one variable added up and zero terms dropped, built in one go: a
-// layout makes thousands of constraints of two or three terms each.
+// Adds up the terms of one variable (keeping the first one's place) and drops those that
+// cancel. Expressions hold a handful of terms, so a linear search beats any index.
+void mergeLikeTerms(std::vector<Term>& terms) {
+    std::size_t kept = 0;
+    for (std::size_t index = 0; index < terms.size(); ++index) {
+        const auto same = std::find_if(terms.begin(), terms.begin() + kept, [&](const Term& each) {
+            return each.variable == terms[index].variable;
+        });
+        if (same == terms.begin() + kept) {
+            if (kept != index)
+                terms[kept] = std::move(terms[index]);
+            ++kept;
+        } else {
+            same->coefficient += terms[index].coefficient;
+        }
+    }
+    terms.resize(kept);
+    std::erase_if(terms, [](const Term& term) { return term.coefficient == 0.0; });
+}
+
+// lhs - rhs in one vector: a layout makes thousands of constraints of two or three terms each.
 Expression difference(const Expression& lhs, const Expression& rhs) {
     Expression result;
     result.constant = lhs.constant - rhs.constant;
     result.terms.reserve(lhs.terms.size() + rhs.terms.size());
-    const auto add = [&](const Term& term, double sign) {
-        const auto same =
-            std::find_if(result.terms.begin(), result.terms.end(),
-                         [&](const Term& each) { return each.variable == term.variable; });
-        if (same == result.terms.end()) {
-            result.terms.push_back(Term{term.variable, sign * term.coefficient});
-        } else {
-            same->coefficient += sign * term.coefficient;
-        }
-    };
-    for (const Term& term : lhs.terms)
-        add(term, 1.0);
+    result.terms.insert(result.terms.end(), lhs.terms.begin(), lhs.terms.end());
     for (const Term& term : rhs.terms)
-        add(term, -1.0);
-    std::erase_if(result.terms, [](const Term& term) { return term.coefficient == 0.0; });
+        result.terms.push_back(Term{term.variable, -term.coefficient});
     return result;
 }
 
@@ -100,12 +105,15 @@ std::string formatNumber(double value) {
 }  // namespace
 
 Constraint::Constraint(const Expression& lhs, Relation relation, const Expression& rhs,
-                       Priority priority) {
+                       Priority priority)
+    : Constraint(fromDifference(difference(lhs, rhs), relation, priority)) {}
+
+Constraint Constraint::fromDifference(Expression expression, Relation relation, Priority priority) {
     if (!isValidPriority(priority)) {
         throw SolverError(SolverError::Kind::badPriority,
                           "A priority must be between 1 and 1000, not " + formatNumber(priority));
     }
-    Expression expression = difference(lhs, rhs);
+    mergeLikeTerms(expression.terms);
     bool finite = std::isfinite(expression.constant);
     for (const Term& term : expression.terms)
         finite = finite && std::isfinite(term.coefficient);
@@ -113,7 +121,7 @@ Constraint::Constraint(const Expression& lhs, Relation relation, const Expressio
         throw SolverError(SolverError::Kind::nonFiniteValue,
                           "A constraint's coefficients and constant must be finite numbers");
     }
-    data_ = std::make_shared<Data>(Data{std::move(expression), relation, priority});
+    return Constraint(std::make_shared<Data>(Data{std::move(expression), relation, priority}));
 }
 
 const Expression& Constraint::expression() const {

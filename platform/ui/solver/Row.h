@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -47,6 +48,7 @@ class Row {
     explicit Row(double constant) : constant_(constant) {}
 
     const std::vector<Cell>& cells() const { return cells_; }
+    void reserve(std::size_t cells) { cells_.reserve(cells); }
     bool empty() const { return cells_.empty(); }
     double constant() const { return constant_; }
     void addToConstant(double value) { constant_ += value; }

@@ -29,6 +29,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory_resource>
 #include <optional>
 #include <unordered_map>
 
@@ -84,21 +85,27 @@ struct Level {
 }  // namespace
 
 struct Solver::Impl {
+    // The nodes of the two tables below: a layout adds thousands of constraints and variables
+    // at once, and taking their nodes from a pool costs a fraction of a malloc each.
+    std::pmr::unsynchronized_pool_resource pool;
+
     // Everything a failed addition may have touched, copied before the rare additions that
     // can fail after changing the tableau and put back when they do.
     struct State {
+        explicit State(std::pmr::memory_resource* resource) : variables(resource) {}
+
         std::vector<SymbolKind> kinds;               // by symbol
         std::vector<std::optional<Row>> rows;        // by symbol; engaged when the symbol is basic
         std::vector<std::vector<SymbolId>> columns;  // by symbol: basics whose rows may hold it
         std::vector<Level> levels;                   // by descending priority
-        std::unordered_map<const void*, VariableRecord> variables;
+        std::pmr::unordered_map<const void*, VariableRecord> variables;
         std::vector<SymbolId> infeasible;  // restricted basics whose constant went negative
     };
-    State state;
+    State state{&pool};
     std::vector<std::uint32_t> visitStamps;  // by symbol, for walking a column once per basic
     std::uint32_t visitStamp = 0;
     std::optional<Row> artificial;  // the objective of the artificial phase, while it runs
-    std::unordered_map<const void*, ConstraintRecord> constraints;
+    std::pmr::unordered_map<const void*, ConstraintRecord> constraints{&pool};
     std::unordered_map<const void*, Constraint> edits;  // by variable identity
     // The records of the variables of the constraint being added, in the order of its terms.
     std::vector<VariableRecord*> termRecords;
@@ -388,6 +395,7 @@ struct Solver::Impl {
     Row makeRow(const Constraint& constraint, Tag& tag) {
         const Expression& expression = constraint.expression();
         Row row(expression.constant);
+        row.reserve(expression.terms.size() + 2);
         termRecords.clear();
         for (const Term& term : expression.terms) {
             VariableRecord& record = recordFor(term.variable);
@@ -454,13 +462,15 @@ struct Solver::Impl {
     // The value of a symbol in the current solution: a parametric symbol's is 0, a basic
     // one's its row's constant plus the values of the basic externals the row refers to.
     // `memo` (by symbol, NaN when not yet known) spares evaluating a shared reference twice.
-    double evaluate(SymbolId symbol, std::vector<double>& memo) const {
+    // `pending` is scratch space, passed in so that evaluating every variable allocates once.
+    double evaluate(SymbolId symbol, std::vector<double>& memo,
+                    std::vector<SymbolId>& pending) const {
         if (!isBasic(symbol))
             return 0.0;
         if (!std::isnan(memo[symbol]))
             return memo[symbol];
         // Depth first without recursion: a column of views is a chain as long as the column.
-        std::vector<SymbolId> pending{symbol};
+        pending.assign(1, symbol);
         while (!pending.empty()) {
             const SymbolId current = pending.back();
             if (!std::isnan(memo[current])) {
@@ -859,8 +869,9 @@ void Solver::suggestValue(const Variable& variable, double value) {
 
 void Solver::updateVariables() {
     std::vector<double> memo(impl_->state.kinds.size(), std::nan(""));
+    std::vector<SymbolId> pending;
     for (auto& [identity, record] : impl_->state.variables) {
-        record.variable.setValue(impl_->evaluate(record.symbol, memo));
+        record.variable.setValue(impl_->evaluate(record.symbol, memo, pending));
     }
 }
 
@@ -869,7 +880,18 @@ double Solver::value(const Variable& variable) const {
     if (found == impl_->state.variables.end())
         return 0.0;
     std::vector<double> memo(impl_->state.kinds.size(), std::nan(""));
-    return impl_->evaluate(found->second.symbol, memo);
+    std::vector<SymbolId> pending;
+    return impl_->evaluate(found->second.symbol, memo, pending);
+}
+
+void Solver::reserve(std::size_t constraints, std::size_t variables) {
+    // Each constraint brings one or two symbols of its own, each variable one.
+    const std::size_t symbols = impl_->state.kinds.size() + 2 * constraints + variables;
+    impl_->state.kinds.reserve(symbols);
+    impl_->state.rows.reserve(symbols);
+    impl_->state.columns.reserve(symbols);
+    impl_->state.variables.reserve(impl_->state.variables.size() + variables);
+    impl_->constraints.reserve(impl_->constraints.size() + constraints);
 }
 
 void Solver::reset() {

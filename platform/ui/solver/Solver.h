@@ -95,6 +95,10 @@ class Constraint {
     // finite) throws SolverError.
     Constraint(const Expression& lhs, Relation relation, const Expression& rhs,
                Priority priority = kRequired);
+    // `difference relation 0`, for a caller that builds lhs - rhs itself (terms of one variable
+    // may repeat; they are added up here). Throws as the constructor does.
+    static Constraint fromDifference(Expression difference, Relation relation,
+                                     Priority priority = kRequired);
 
     const Expression& expression() const;  // lhs - rhs, terms of one variable merged
     Relation relation() const;
@@ -108,11 +112,13 @@ class Constraint {
 
   private:
     friend class Solver;
+    struct Data;
+    explicit Constraint(std::shared_ptr<Data> data) : data_(std::move(data)) {}
+
     // Written by the solver when it changes a held constraint's constant or priority.
     void setConstant(double constant);
     void setPriority(Priority priority);
 
-    struct Data;
     std::shared_ptr<Data> data_;
 };
 
@@ -169,6 +175,10 @@ class Solver {
 
     // Forgets every constraint and edit variable.
     void reset();
+
+    // Makes room for `constraints` more constraints over `variables` more variables, so that
+    // adding a whole layout at once does not grow the tables step by step. Only a hint.
+    void reserve(std::size_t constraints, std::size_t variables);
 
   private:
     struct Impl;
