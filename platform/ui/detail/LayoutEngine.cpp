@@ -325,9 +325,9 @@ void LayoutEngine::rebuild() {
     constraints.resize(usableCount);
     const std::vector<std::shared_ptr<ConstraintData>>& usable = constraints;
 
-    // Each participant brings four variables and up to four constraints of its own (its frame,
-    // or its intrinsic size).
-    solver_.reserve(usable.size() + 4 * participants_.size(), 4 * participants_.size());
+    // Each participant brings four variables; the root four constraints. (A translated view's
+    // frame or an intrinsic size adds more, usually few: the tables grow for those.)
+    solver_.reserve(usable.size() + 4, 4 * participants_.size());
     installed_.reserve(usable.size());
 
     // The root: its origin at zero; its size an edit (the window's size, or zero when fitting).
@@ -434,7 +434,7 @@ void LayoutEngine::place() {
     ++placingDepth;
     // The origin of a widget in window pixels: solved for participants, its static position
     // within its parent for the others.
-    PointerMap<QPoint> origins;
+    solver::PointerMap<QPoint> origins;
     const auto rounded = [](double value) { return int(std::lround(value)); };
     std::function<QPoint(const QWidget*)> originOf = [&](const QWidget* widget) -> QPoint {
         if (widget == nullptr || widget == root_) {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/ui/detail/ConstraintData.h"
-#include "platform/ui/detail/PointerMap.h"
+#include "platform/ui/solver/PointerMap.h"
 #include "platform/ui/solver/Solver.h"
 
 namespace dovrel::ui::detail {
@@ -85,7 +85,7 @@ class LayoutEngine {
     Mode mode_;
     solver::Solver solver_;
     std::vector<Participant> participants_;
-    PointerMap<int> indices_;
+    solver::PointerMap<int> indices_;
     std::vector<std::shared_ptr<ConstraintData>> installed_;
     // Constraints installed here in fitting mode (window mode keeps them in the constraint).
     std::unordered_map<const ConstraintData*, solver::Constraint> fittingInstalled_;

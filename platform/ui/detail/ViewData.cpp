@@ -8,7 +8,7 @@
 #include "platform/ui/Appearance.h"
 #include "platform/ui/ConstraintLayout.h"
 #include "platform/ui/detail/LayoutEngine.h"
-#include "platform/ui/detail/PointerMap.h"
+#include "platform/ui/solver/PointerMap.h"
 
 namespace dovrel::ui::detail {
 
@@ -16,8 +16,8 @@ namespace {
 
 // The attachment of every widget that has one. A hash lookup: a dynamic property read costs a
 // walk of the widget's meta-object and dominated laying out hundreds of views. GUI thread only.
-PointerMap<ViewData*>& attachments() {
-    static PointerMap<ViewData*> map;
+solver::PointerMap<ViewData*>& attachments() {
+    static solver::PointerMap<ViewData*> map;
     return map;
 }
 

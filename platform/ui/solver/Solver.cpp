@@ -33,6 +33,7 @@
 #include <optional>
 #include <unordered_map>
 
+#include "platform/ui/solver/PointerMap.h"
 #include "platform/ui/solver/Row.h"
 #include "platform/ui/solver/Solver.h"
 
@@ -60,9 +61,52 @@ struct Tag {
     // the objective; a required constraint has none.
 };
 
+// What the solver keeps of a constraint it holds: the handle, so that the identity it is known
+// by cannot be reused while held, and the tag.
 struct ConstraintRecord {
     Constraint constraint;
     Tag tag;
+};
+
+// The constraints a solver holds, by identity: the records packed in a vector and a small index
+// of their positions. A layout adds thousands at once; packed, they cost a fraction of the
+// memory (and of the cache misses) of a node or a slot per record. Pointers to records are
+// valid until the next insertion or erasure.
+class ConstraintTable {
+  public:
+    const ConstraintRecord* find(const void* identity) const {
+        const std::uint32_t* position = positions_.find(identity);
+        return position != nullptr ? &records_[*position] : nullptr;
+    }
+    bool contains(const void* identity) const { return positions_.contains(identity); }
+
+    void insert(const Constraint& constraint, const Tag& tag) {
+        positions_[constraint.identity()] = static_cast<std::uint32_t>(records_.size());
+        records_.push_back(ConstraintRecord{constraint, tag});
+    }
+
+    // Removes and returns the record of a held constraint (the last record takes its place).
+    ConstraintRecord take(const void* identity) {
+        const std::uint32_t position = *positions_.find(identity);
+        ConstraintRecord record = std::move(records_[position]);
+        if (position + 1 != records_.size()) {
+            records_[position] = std::move(records_.back());
+            positions_[records_[position].constraint.identity()] = position;
+        }
+        records_.pop_back();
+        positions_.erase(identity);
+        return record;
+    }
+
+    void reserve(std::size_t count) {
+        positions_.reserve(count);
+        records_.reserve(count);
+    }
+    std::size_t size() const { return records_.size(); }
+
+  private:
+    PointerMap<std::uint32_t> positions_;
+    std::vector<ConstraintRecord> records_;
 };
 
 struct VariableRecord {
@@ -85,8 +129,8 @@ struct Level {
 }  // namespace
 
 struct Solver::Impl {
-    // The nodes of the two tables below: a layout adds thousands of constraints and variables
-    // at once, and taking their nodes from a pool costs a fraction of a malloc each.
+    // The nodes of the variables' table: a layout adds thousands of variables at once, and
+    // taking their nodes from a pool costs a fraction of a malloc each.
     std::pmr::unsynchronized_pool_resource pool;
 
     // Everything a failed addition may have touched, copied before the rare additions that
@@ -105,7 +149,7 @@ struct Solver::Impl {
     std::vector<std::uint32_t> visitStamps;  // by symbol, for walking a column once per basic
     std::uint32_t visitStamp = 0;
     std::optional<Row> artificial;  // the objective of the artificial phase, while it runs
-    std::pmr::unordered_map<const void*, ConstraintRecord> constraints{&pool};
+    ConstraintTable constraints;
     std::unordered_map<const void*, Constraint> edits;  // by variable identity
     // The records of the variables of the constraint being added, in the order of its terms.
     std::vector<VariableRecord*> termRecords;
@@ -625,7 +669,7 @@ struct Solver::Impl {
     void record(const Constraint& constraint, const Tag& tag) {
         for (VariableRecord* variable : termRecords)
             ++variable->uses;
-        constraints.emplace(constraint.identity(), ConstraintRecord{constraint, tag});
+        constraints.insert(constraint, tag);
     }
 
     // The row to solve for a parametric marker when its constraint goes: the row of a basic
@@ -664,9 +708,7 @@ struct Solver::Impl {
     }
 
     void remove(const Constraint& constraint) {
-        auto found = constraints.find(constraint.identity());
-        ConstraintRecord record = std::move(found->second);
-        constraints.erase(found);
+        const ConstraintRecord record = constraints.take(constraint.identity());
         changeCost(record.tag, constraint.priority(), -1.0);
         const SymbolId marker = record.tag.marker;
         if (isBasic(marker)) {
@@ -745,8 +787,8 @@ struct Solver::Impl {
     }
 
     void changeConstant(const Constraint& constraint, double newConstant) {
-        auto found = constraints.find(constraint.identity());
-        if (found == constraints.end()) {
+        const ConstraintRecord* found = constraints.find(constraint.identity());
+        if (found == nullptr) {
             fail(SolverError::Kind::unknownConstraint,
                  "Cannot change the constant of a constraint the solver does not hold: " +
                      constraint.description());
@@ -758,7 +800,7 @@ struct Solver::Impl {
         const double delta = newConstant - constraint.expression().constant;
         if (delta == 0.0)
             return;
-        const Tag& tag = found->second.tag;
+        const Tag tag = found->tag;
         const bool violated = shiftConstant(tag, delta);
         if (violated || !dualOptimize()) {
             // Back to the old constant. The old system was feasible, and the dual steps kept
@@ -804,8 +846,8 @@ void Solver::changeConstant(const Constraint& constraint, double newConstant) {
 }
 
 void Solver::changePriority(const Constraint& constraint, Priority priority) {
-    auto found = impl_->constraints.find(constraint.identity());
-    if (found == impl_->constraints.end()) {
+    const ConstraintRecord* found = impl_->constraints.find(constraint.identity());
+    if (found == nullptr) {
         fail(SolverError::Kind::unknownConstraint,
              "Cannot change the priority of a constraint the solver does not hold: " +
                  constraint.description());
@@ -820,9 +862,10 @@ void Solver::changePriority(const Constraint& constraint, Priority priority) {
     }
     if (priority == constraint.priority())
         return;
-    impl_->changeCost(found->second.tag, constraint.priority(), -1.0);
+    const Tag tag = found->tag;
+    impl_->changeCost(tag, constraint.priority(), -1.0);
     Constraint(constraint).setPriority(priority);
-    impl_->changeCost(found->second.tag, priority, 1.0);
+    impl_->changeCost(tag, priority, 1.0);
     impl_->optimize();
 }
 

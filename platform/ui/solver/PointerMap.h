@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-namespace dovrel::ui::detail {
+namespace dovrel::ui::solver {
 
 // A hash map from object addresses to small values, for the lookups a layout makes thousands of
-// times (a widget's attachment, a participant's index).
+// times (the solver's constraints by identity, a widget's attachment, a participant's index).
 //
 // Open addressing with linear probing in a table of a power of two slots, at most half full;
 // an address is spread by a multiplicative hash. A lookup costs a multiply, a shift and usually
@@ -148,4 +148,4 @@ class PointerMap {
     unsigned shift_ = 64;
 };
 
-}  // namespace dovrel::ui::detail
+}  // namespace dovrel::ui::solver

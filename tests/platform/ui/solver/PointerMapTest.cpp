@@ -1,4 +1,4 @@
-#include "platform/ui/detail/PointerMap.h"
+#include "platform/ui/solver/PointerMap.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-namespace dovrel::ui::detail {
+namespace dovrel::ui::solver {
 namespace {
 
 TEST(PointerMap, FindsWhatWasInsertedAndNothingElse) {
@@ -104,4 +104,4 @@ TEST(PointerMap, ReserveAndClearKeepItUsable) {
 }
 
 }  // namespace
-}  // namespace dovrel::ui::detail
+}  // namespace dovrel::ui::solver
