@@ -29,7 +29,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory_resource>
 #include <optional>
 #include <unordered_map>
 
@@ -66,32 +65,54 @@ struct Tag {
 struct ConstraintRecord {
     Constraint constraint;
     Tag tag;
+    const void* identity() const { return constraint.identity(); }
 };
 
-// The constraints a solver holds, by identity: the records packed in a vector and a small index
-// of their positions. A layout adds thousands at once; packed, they cost a fraction of the
-// memory (and of the cache misses) of a node or a slot per record. Pointers to records are
-// valid until the next insertion or erasure.
-class ConstraintTable {
+struct VariableRecord {
+    Variable variable;
+    SymbolId symbol;
+    int uses = 0;  // constraints naming the variable
+    const void* identity() const { return variable.identity(); }
+};
+
+// Records by the identity of their handle (record.identity()): the records packed in a vector
+// and a small index of their positions. A layout adds thousands of constraints and variables at
+// once; packed, they cost a fraction of the memory and of the cache misses of a node per record.
+// Positions stay valid until an erasure (which moves the last record into the hole); pointers
+// until the next insertion or erasure.
+template <typename Record>
+class RecordTable {
   public:
-    const ConstraintRecord* find(const void* identity) const {
+    Record* find(const void* identity) {
         const std::uint32_t* position = positions_.find(identity);
         return position != nullptr ? &records_[*position] : nullptr;
     }
+    const Record* find(const void* identity) const {
+        const std::uint32_t* position = positions_.find(identity);
+        return position != nullptr ? &records_[*position] : nullptr;
+    }
+    // The position of a held identity's record, or null.
+    const std::uint32_t* positionOf(const void* identity) const {
+        return positions_.find(identity);
+    }
     bool contains(const void* identity) const { return positions_.contains(identity); }
+    Record& at(std::uint32_t position) { return records_[position]; }
 
-    void insert(const Constraint& constraint, const Tag& tag) {
-        positions_[constraint.identity()] = static_cast<std::uint32_t>(records_.size());
-        records_.push_back(ConstraintRecord{constraint, tag});
+    // Adds the record of an identity the table does not hold; returns its position.
+    std::uint32_t insert(Record record) {
+        const auto position = static_cast<std::uint32_t>(records_.size());
+        positions_[record.identity()] = position;
+        records_.push_back(std::move(record));
+        return position;
     }
 
-    // Removes and returns the record of a held constraint (the last record takes its place).
-    ConstraintRecord take(const void* identity) {
+    // Removes and returns the record of a held identity.
+    Record take(const void* identity) {
         const std::uint32_t position = *positions_.find(identity);
-        ConstraintRecord record = std::move(records_[position]);
+        Record record = std::move(records_[position]);
         if (position + 1 != records_.size()) {
             records_[position] = std::move(records_.back());
-            positions_[records_[position].constraint.identity()] = position;
+            positions_[records_[position].identity()] = position;
         }
         records_.pop_back();
         positions_.erase(identity);
@@ -103,16 +124,12 @@ class ConstraintTable {
         records_.reserve(count);
     }
     std::size_t size() const { return records_.size(); }
+    typename std::vector<Record>::iterator begin() { return records_.begin(); }
+    typename std::vector<Record>::iterator end() { return records_.end(); }
 
   private:
     PointerMap<std::uint32_t> positions_;
-    std::vector<ConstraintRecord> records_;
-};
-
-struct VariableRecord {
-    Variable variable;
-    SymbolId symbol;
-    int uses = 0;  // constraints naming the variable
+    std::vector<Record> records_;
 };
 
 // One priority level of the objective: a row whose cells are the costs at that priority.
@@ -129,30 +146,24 @@ struct Level {
 }  // namespace
 
 struct Solver::Impl {
-    // The nodes of the variables' table: a layout adds thousands of variables at once, and
-    // taking their nodes from a pool costs a fraction of a malloc each.
-    std::pmr::unsynchronized_pool_resource pool;
-
     // Everything a failed addition may have touched, copied before the rare additions that
     // can fail after changing the tableau and put back when they do.
     struct State {
-        explicit State(std::pmr::memory_resource* resource) : variables(resource) {}
-
         std::vector<SymbolKind> kinds;               // by symbol
         std::vector<std::optional<Row>> rows;        // by symbol; engaged when the symbol is basic
         std::vector<std::vector<SymbolId>> columns;  // by symbol: basics whose rows may hold it
         std::vector<Level> levels;                   // by descending priority
-        std::pmr::unordered_map<const void*, VariableRecord> variables;
+        RecordTable<VariableRecord> variables;
         std::vector<SymbolId> infeasible;  // restricted basics whose constant went negative
     };
-    State state{&pool};
+    State state;
     std::vector<std::uint32_t> visitStamps;  // by symbol, for walking a column once per basic
     std::uint32_t visitStamp = 0;
     std::optional<Row> artificial;  // the objective of the artificial phase, while it runs
-    ConstraintTable constraints;
+    RecordTable<ConstraintRecord> constraints;
     std::unordered_map<const void*, Constraint> edits;  // by variable identity
     // The records of the variables of the constraint being added, in the order of its terms.
-    std::vector<VariableRecord*> termRecords;
+    std::vector<std::uint32_t> termRecords;  // positions in state.variables
 
     // --- Symbols and rows
 
@@ -426,13 +437,11 @@ struct Solver::Impl {
 
     // --- Constraints
 
-    VariableRecord& recordFor(const Variable& variable) {
-        const auto known = state.variables.find(variable.identity());
-        if (known != state.variables.end())
-            return known->second;
-        const SymbolId symbol = newSymbol(SymbolKind::external);
-        return state.variables.emplace(variable.identity(), VariableRecord{variable, symbol, 0})
-            .first->second;
+    // The position of the variable's record, made (with a new symbol) when missing.
+    std::uint32_t recordFor(const Variable& variable) {
+        if (const std::uint32_t* known = state.variables.positionOf(variable.identity()))
+            return *known;
+        return state.variables.insert(VariableRecord{variable, newSymbol(SymbolKind::external), 0});
     }
 
     // The constraint's equation over the current parametric symbols, and its tag.
@@ -442,9 +451,9 @@ struct Solver::Impl {
         row.reserve(expression.terms.size() + 2);
         termRecords.clear();
         for (const Term& term : expression.terms) {
-            VariableRecord& record = recordFor(term.variable);
-            termRecords.push_back(&record);
-            row.insert(record.symbol, term.coefficient);
+            const std::uint32_t position = recordFor(term.variable);
+            termRecords.push_back(position);
+            row.insert(state.variables.at(position).symbol, term.coefficient);
         }
         const bool required = constraint.priority() >= kRequired;
         if (constraint.relation() == Relation::equal) {
@@ -667,9 +676,9 @@ struct Solver::Impl {
 
     // Counts the constraint's uses of its variables (found by makeRow) and keeps its tag.
     void record(const Constraint& constraint, const Tag& tag) {
-        for (VariableRecord* variable : termRecords)
-            ++variable->uses;
-        constraints.insert(constraint, tag);
+        for (const std::uint32_t position : termRecords)
+            ++state.variables.at(position).uses;
+        constraints.insert(ConstraintRecord{constraint, tag});
     }
 
     // The row to solve for a parametric marker when its constraint goes: the row of a basic
@@ -732,18 +741,18 @@ struct Solver::Impl {
 
     // Forgets a variable no constraint names any more, when the tableau lets go of it.
     void release(const void* identity) {
-        auto found = state.variables.find(identity);
-        if (--found->second.uses > 0)
+        VariableRecord* found = state.variables.find(identity);
+        if (--found->uses > 0)
             return;
-        const SymbolId symbol = found->second.symbol;
+        const SymbolId symbol = found->symbol;
         bool held = false;
         forEachRowHolding(symbol, [&](SymbolId, Row&) { return held = true; });
         if (held)
             return;  // still referred to, or tied to leftovers of removed constraints: keep it
         if (isBasic(symbol))
             takeRow(symbol);
-        found->second.variable.setValue(0.0);
-        state.variables.erase(found);
+        found->variable.setValue(0.0);
+        state.variables.take(identity);
     }
 
     // A dummy is fixed at 0: a basic dummy whose row's constant moved off 0 is a required
@@ -913,18 +922,18 @@ void Solver::suggestValue(const Variable& variable, double value) {
 void Solver::updateVariables() {
     std::vector<double> memo(impl_->state.kinds.size(), std::nan(""));
     std::vector<SymbolId> pending;
-    for (auto& [identity, record] : impl_->state.variables) {
+    for (VariableRecord& record : impl_->state.variables) {
         record.variable.setValue(impl_->evaluate(record.symbol, memo, pending));
     }
 }
 
 double Solver::value(const Variable& variable) const {
-    const auto found = impl_->state.variables.find(variable.identity());
-    if (found == impl_->state.variables.end())
+    const VariableRecord* found = impl_->state.variables.find(variable.identity());
+    if (found == nullptr)
         return 0.0;
     std::vector<double> memo(impl_->state.kinds.size(), std::nan(""));
     std::vector<SymbolId> pending;
-    return impl_->evaluate(found->second.symbol, memo, pending);
+    return impl_->evaluate(found->symbol, memo, pending);
 }
 
 void Solver::reserve(std::size_t constraints, std::size_t variables) {
@@ -938,7 +947,7 @@ void Solver::reserve(std::size_t constraints, std::size_t variables) {
 }
 
 void Solver::reset() {
-    for (auto& [identity, record] : impl_->state.variables)
+    for (VariableRecord& record : impl_->state.variables)
         record.variable.setValue(0.0);
     impl_ = std::make_unique<Impl>();
 }
