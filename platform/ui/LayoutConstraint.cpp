@@ -74,6 +74,7 @@ void LayoutConstraint::setActive(bool active) {
     // An inactive constraint is in no view's list, so it is listed once per host: twice only
     // when both anchors are on one view (a view's width equal to its height).
     const QWidget* listedIn = nullptr;
+    QWidget* firstWindow = nullptr;
     for (const AnchorData* anchor : anchors) {
         QWidget* host = anchor->item.hostWidget();
         ViewData& hostData = ViewData::of(host);
@@ -84,9 +85,13 @@ void LayoutConstraint::setActive(bool active) {
         if (!anchor->item.isView() || !hostData.translates) {
             detail::adoptSuperview(anchor->item.isView() ? host->parentWidget() : host);
         }
-        detail::adoptSuperview(host->window());
+        QWidget* window = host->window();
+        detail::adoptSuperview(window);
+        if (firstWindow == nullptr) {
+            firstWindow = window;
+        }
     }
-    ViewData& window = ViewData::of(data_->first.item.hostWidget()->window());
+    ViewData& window = ViewData::of(firstWindow);
     detail::LayoutEngine* engine = window.existingEngine();
     if (engine == nullptr || !engine->activatedIncrementally(data_)) {
         detail::structureChanged();

@@ -104,7 +104,8 @@ LayoutEngine& ViewData::engine() {
 }
 
 void ViewData::postLayout() {
-    ViewData& root = of(widget_->window());
+    QWidget* window = widget_->window();
+    ViewData& root = window == widget_ ? *this : of(window);
     if (!root.layoutPosted_) {
         root.layoutPosted_ = true;
         QCoreApplication::postEvent(&root, new QEvent(layoutEventType()));
