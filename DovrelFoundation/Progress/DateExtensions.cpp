@@ -16,13 +16,7 @@ constexpr double kSecondsPerMinute = 60;
 // built back into a date by the same calendar. The era takes part because in calendars with
 // several eras (japanese) a year number alone names a year of the current era.
 Date buildDay(const Region& region, Date date) {
-    const DateComponents all = region.components(date);
-    DateComponents day;
-    day.era = all.era;
-    day.year = all.year;
-    day.month = all.month;
-    day.day = all.day;
-    day.isLeapMonth = all.isLeapMonth;
+    const DateComponents day = region.components(date).dayFields();
     std::optional<Date> built;
     if (day.year && day.month && day.day) {
         built = region.date(day);
@@ -86,13 +80,7 @@ Date onlyDay(const Region& region, Date date) {
 
 Date todayAt(int hour, int minute) {
     const Region region = Region::current();
-    const auto today = region.components(onlyDay(Clock::now()));
-    DateComponents components;
-    components.era = today.era;
-    components.year = today.year;
-    components.month = today.month;
-    components.day = today.day;
-    components.isLeapMonth = today.isLeapMonth;
+    DateComponents components = region.components(onlyDay(Clock::now())).dayFields();
     components.hour = hour;
     components.minute = minute;
     components.second = 0;

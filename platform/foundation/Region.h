@@ -26,6 +26,18 @@ struct DateComponents {
     // repeated one. Always false in calendars without leap months. Ignored by dateByAdding.
     std::optional<bool> isLeapMonth;
 
+    // The era, year, month, day and leap-month flag alone: the day these fields name, to build
+    // back as the day's start or with a time of day set.
+    DateComponents dayFields() const {
+        DateComponents day;
+        day.era = era;
+        day.year = year;
+        day.month = month;
+        day.day = this->day;
+        day.isLeapMonth = isLeapMonth;
+        return day;
+    }
+
     friend bool operator==(const DateComponents&, const DateComponents&) = default;
 };
 
