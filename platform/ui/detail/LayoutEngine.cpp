@@ -240,9 +240,9 @@ bool LayoutEngine::install(const std::shared_ptr<ConstraintData>& constraint) {
         installed_.push_back(constraint);
         if (mode_ == Mode::window) {
             constraint->engine = this;
-            constraint->installed = solverConstraint;
+            constraint->installed = std::move(solverConstraint);
         } else {
-            fittingInstalled_.emplace(constraint.get(), solverConstraint);
+            fittingInstalled_.emplace(constraint.get(), std::move(solverConstraint));
         }
         return true;
     } catch (const SolverError& error) {
