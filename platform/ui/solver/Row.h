@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/ui/solver/SmallVector.h"
+
 namespace dovrel::ui::solver::detail {
 
 // A symbol of the tableau: a dense index into the solver's symbol table.
@@ -36,6 +38,12 @@ struct Cell {
     double coefficient;
 };
 
+// A row keeps this many cells inline: enough for most rows of a layout (a view's edge pinned to
+// another's with a constant holds the other's symbols and a marker), so that adding a layout's
+// constraints allocates only for the longer rows.
+inline constexpr std::size_t kInlineCells = 4;
+using Cells = SmallVector<Cell, kInlineCells>;
+
 // A linear form `constant + sum(coefficient * symbol)`, its cells sorted by symbol and none
 // near zero. As a tableau row it reads `basic = constant + cells`; while a constraint is being
 // added it reads `0 = constant + cells`.
@@ -47,7 +55,7 @@ class Row {
     Row() = default;
     explicit Row(double constant) : constant_(constant) {}
 
-    const std::vector<Cell>& cells() const { return cells_; }
+    const Cells& cells() const { return cells_; }
     void reserve(std::size_t cells) { cells_.reserve(cells); }
     bool empty() const { return cells_.empty(); }
     double constant() const { return constant_; }
@@ -116,7 +124,7 @@ class Row {
                 appeared(theirs->symbol);
             }
         }
-        cells_.swap(merged);
+        cells_.assign(merged.data(), merged.data() + merged.size());
     }
 
     // Removes the cell of `symbol`, returning its coefficient (0 when absent).
@@ -161,16 +169,16 @@ class Row {
     }
 
   private:
-    std::vector<Cell>::iterator lowerBound(SymbolId symbol) {
+    Cell* lowerBound(SymbolId symbol) {
         return std::lower_bound(cells_.begin(), cells_.end(), symbol,
                                 [](const Cell& cell, SymbolId id) { return cell.symbol < id; });
     }
-    std::vector<Cell>::const_iterator lowerBound(SymbolId symbol) const {
+    const Cell* lowerBound(SymbolId symbol) const {
         return std::lower_bound(cells_.begin(), cells_.end(), symbol,
                                 [](const Cell& cell, SymbolId id) { return cell.symbol < id; });
     }
 
-    std::vector<Cell> cells_;
+    Cells cells_;
     double constant_ = 0.0;
 };
 

@@ -132,6 +132,10 @@ class RecordTable {
     std::vector<Record> records_;
 };
 
+// The basics whose rows may hold a symbol. Most symbols of a layout appear in one or two rows;
+// two inline entries make the list no larger than an empty std::vector.
+using ColumnList = SmallVector<SymbolId, 2>;
+
 // One priority level of the objective: a row whose cells are the costs at that priority.
 struct Level {
     Priority priority;
@@ -149,10 +153,10 @@ struct Solver::Impl {
     // Everything a failed addition may have touched, copied before the rare additions that
     // can fail after changing the tableau and put back when they do.
     struct State {
-        std::vector<SymbolKind> kinds;               // by symbol
-        std::vector<std::optional<Row>> rows;        // by symbol; engaged when the symbol is basic
-        std::vector<std::vector<SymbolId>> columns;  // by symbol: basics whose rows may hold it
-        std::vector<Level> levels;                   // by descending priority
+        std::vector<SymbolKind> kinds;         // by symbol
+        std::vector<std::optional<Row>> rows;  // by symbol; engaged when the symbol is basic
+        std::vector<ColumnList> columns;       // by symbol: basics whose rows may hold it
+        std::vector<Level> levels;             // by descending priority
         RecordTable<VariableRecord> variables;
         std::vector<SymbolId> infeasible;  // restricted basics whose constant went negative
     };
@@ -218,7 +222,7 @@ struct Solver::Impl {
             }
             return;
         }
-        std::vector<SymbolId> walked = std::move(state.columns[symbol]);
+        ColumnList walked = std::move(state.columns[symbol]);
         state.columns[symbol].clear();
         if (visitStamps.size() < state.kinds.size())
             visitStamps.resize(state.kinds.size(), 0);
@@ -245,7 +249,7 @@ struct Solver::Impl {
         if (column.empty()) {
             column = std::move(walked);
         } else {
-            column.insert(column.end(), walked.begin(), walked.end());
+            column.append(walked.begin(), walked.end());
         }
     }
 
@@ -448,7 +452,8 @@ struct Solver::Impl {
     Row makeRow(const Constraint& constraint, Tag& tag) {
         const Expression& expression = constraint.expression();
         Row row(expression.constant);
-        row.reserve(expression.terms.size() + 2);
+        // The terms, the marker, and for a preference its error symbol.
+        row.reserve(expression.terms.size() + (constraint.priority() >= kRequired ? 1 : 2));
         termRecords.clear();
         for (const Term& term : expression.terms) {
             const std::uint32_t position = recordFor(term.variable);
