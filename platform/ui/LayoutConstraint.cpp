@@ -53,7 +53,7 @@ void LayoutConstraint::setActive(bool active) {
             data_->engine->deactivated(*data_);
         }
         for (const AnchorData* anchor : anchors) {
-            if (ViewData* hostData = ViewData::find(anchor->item.hostWidget())) {
+            if (ViewData* hostData = anchor->item.hostData()) {
                 hostData->removeConstraint(data_.get());
             }
         }
@@ -77,8 +77,11 @@ void LayoutConstraint::setActive(bool active) {
     QWidget* firstWindow = nullptr;
     for (const AnchorData* anchor : anchors) {
         QWidget* host = anchor->item.hostWidget();
-        ViewData& hostData = ViewData::of(host);
+        ViewData& hostData = anchor->item.hostDataMade();
         if (host != listedIn) {
+            if (hostData.constraints.empty()) {
+                hostData.constraints.reserve(4);  // a view is usually pinned on each side
+            }
             hostData.constraints.push_back(data_);
             listedIn = host;
         }

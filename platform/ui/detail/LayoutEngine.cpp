@@ -272,37 +272,45 @@ void LayoutEngine::rebuild() {
             }
         }
     };
+    // The views inside the root's window are stamped with this build, so that the anchors of
+    // the constraints are checked below by their attachments instead of each walking up the
+    // widget tree. (Nothing below the check can start another build before it is done.)
     ViewData& rootData = ViewData::of(root_);
+    rootData.insideBuild = build;
     collect(&rootData);
     const QList<ViewData*> descendants = root_->findChildren<ViewData*>();
     for (ViewData* data : descendants) {
         if (isInside(data->widget())) {
+            data->insideBuild = build;
             collect(data);
         }
     }
 
     // The participants: the root first, then every view a usable constraint names.
-    const auto addParticipant = [&](QWidget* widget) {
+    const auto addParticipant = [&](QWidget* widget, ViewData& data) {
         if (indices_.contains(widget)) {
             return;
         }
         Participant participant;
         participant.widget = widget;
-        participant.data = &ViewData::of(widget);
-        participant.translates = widget == root_ || participant.data->translates;
+        participant.data = &data;
+        participant.translates = widget == root_ || data.translates;
         indices_[widget] = int(participants_.size());
         participants_.push_back(std::move(participant));
     };
     participants_.reserve(descendants.size() + 1);
     indices_.reserve(descendants.size() + 1);
-    addParticipant(root_);
+    addParticipant(root_, rootData);
+    // An anchor is usable when its item's host is alive and inside the window.
+    const auto isUsable = [build](const AnchorData& anchor) {
+        const ViewData* data = anchor.item.hostData();
+        return data != nullptr && data->insideBuild == build;
+    };
     // The usable constraints are kept at the front of `constraints`, in their order.
     std::size_t usableCount = 0;
     for (auto& constraint : constraints) {
         const bool inside =
-            hostIsAlive(constraint->first) && isInside(constraint->first.item.hostWidget()) &&
-            (!constraint->second ||
-             (hostIsAlive(*constraint->second) && isInside(constraint->second->item.hostWidget())));
+            isUsable(constraint->first) && (!constraint->second || isUsable(*constraint->second));
         if (!inside) {
             if (mode_ == Mode::window) {
                 qWarning(
@@ -314,7 +322,7 @@ void LayoutEngine::rebuild() {
         for (const AnchorData* anchor :
              {&constraint->first, constraint->second ? &*constraint->second : nullptr}) {
             if (anchor && anchor->item.isView()) {
-                addParticipant(anchor->item.widget());
+                addParticipant(anchor->item.widget(), *anchor->item.hostData());
             }
         }
         if (&constraints[usableCount] != &constraint) {

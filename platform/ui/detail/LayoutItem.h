@@ -9,6 +9,8 @@
 
 namespace dovrel::ui::detail {
 
+class ViewData;
+
 // The four unknowns of a rectangle that takes part in a layout: its left and top edges in the
 // coordinates of its window, its width and its height.
 struct ItemVariables {
@@ -40,6 +42,13 @@ class ItemRef {
     // view; null when the view is gone or the guide has no owner.
     QWidget* hostWidget() const { return guide_ ? guide_->owningView.data() : widget_.data(); }
 
+    // The attachment (ViewData) of the host widget: null when there is no host or it has no
+    // attachment yet. Remembered between calls while no attachment anywhere is destroyed, so
+    // that a layout looks each view up once instead of at every use of its anchors.
+    ViewData* hostData() const;
+    // The attachment of the host widget, made when missing. The host must exist.
+    ViewData& hostDataMade() const;
+
     // The item's variables; for a view they live in its attachment (created when missing).
     // The view must be alive.
     const ItemVariables& variables() const;
@@ -54,6 +63,11 @@ class ItemRef {
   private:
     QPointer<QWidget> widget_;
     std::shared_ptr<GuideData> guide_;
+    // The last attachment found, for the host widget it was found for, and the attachment
+    // epoch (see attachmentEpoch()) it was found in.
+    mutable ViewData* hostData_ = nullptr;
+    mutable const QWidget* hostDataWidget_ = nullptr;
+    mutable unsigned long long hostDataEpoch_ = 0;
 };
 
 }  // namespace dovrel::ui::detail

@@ -21,6 +21,7 @@ solver::PointerMap<ViewData*>& attachments() {
     return map;
 }
 
+unsigned long long attachmentCounter = 1;
 unsigned long long structureCounter = 1;
 unsigned long long intrinsicCounter = 1;
 
@@ -30,6 +31,10 @@ QEvent::Type layoutEventType() {
 }
 
 }  // namespace
+
+unsigned long long attachmentEpoch() {
+    return attachmentCounter;
+}
 
 unsigned long long structureGeneration() {
     return structureCounter;
@@ -52,6 +57,7 @@ ViewData::ViewData(QWidget* widget) : QObject(widget), widget_(widget) {
 
 ViewData::~ViewData() {
     attachments().erase(widget_);
+    ++attachmentCounter;
     // The widget is being destroyed (this is its child): its constraints leave every other view
     // and every engine. The widget itself must not be touched any more. The structure changes
     // first, so that the engines rebuild at their next layout instead of taking each constraint

@@ -44,6 +44,8 @@ class ViewData : public QObject {
     std::vector<std::shared_ptr<ConstraintData>> constraints;
     std::vector<std::shared_ptr<GuideData>> guides;
 
+    // The last engine build that found this view inside its window (see LayoutEngine::rebuild).
+    unsigned long long insideBuild = 0;
     UserInterfaceStyle overrideStyle = UserInterfaceStyle::unspecified;
     // Colours set from assets, re-resolved when the view's effective style changes.
     std::vector<std::pair<QPalette::ColorRole, Color>> assetColors;
@@ -66,6 +68,10 @@ class ViewData : public QObject {
     std::unique_ptr<LayoutEngine> engine_;
     bool layoutPosted_ = false;
 };
+
+// A counter moved by every destruction of an attachment: a ViewData pointer remembered in one
+// epoch is valid as long as the epoch has not moved.
+unsigned long long attachmentEpoch();
 
 // A counter of changes that alter which constraints and items take part in layouts (activation,
 // reparenting, direction, translation flags, deleted views): an engine rebuilds its solver when
