@@ -5,6 +5,7 @@
 #include <limits>
 #include <random>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "DovrelFoundation/Analytics/AnalyticsTrackerProtocol.h"
@@ -191,19 +192,71 @@ enum ReminderAttribute : std::size_t {
     kQuestion,
 };
 
-// The stored forms of the two attributes decoded as the model's value transformers decode them
-// (a damaged blob reads as absent).
-std::optional<RepeatInterval> repeatInterval(const store::Value& stored) {
-    const auto data = stored.data();
-    return data ? repeatIntervalFromBlob(*data) : std::nullopt;
+// The bytes of a string or blob value, or nothing for any other value (null included).
+std::optional<std::string_view> heldBytes(const store::Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value.storage())) {
+        return std::string_view(*text);
+    }
+    if (const auto* data = std::get_if<Data>(&value.storage())) {
+        return std::string_view(reinterpret_cast<const char*>(data->data()), data->size());
+    }
+    return std::nullopt;
 }
 
-std::optional<Date> lastPerformingDate(const store::Value& stored) {
-    const auto data = stored.data();
-    if (!data) {
+// What the scheduler keeps of a reminding habit while it looks for the earliest reminders. Its
+// texts and stored blobs are copied into one buffer shared by every habit of the fetch (a
+// ReminderArena): a long list costs a few growing allocations instead of several per habit, and
+// the rows themselves are never held.
+class ReminderArena {
+  public:
+    // A run of bytes in the buffer; `present` is false for a null value.
+    struct Slice {
+        std::size_t offset = 0;
+        std::size_t size = 0;
+        bool present = false;
+    };
+
+    Slice keep(const store::Value& value) {
+        const auto bytes = heldBytes(value);
+        if (!bytes) {
+            return Slice{};
+        }
+        const Slice slice{buffer_.size(), bytes->size(), true};
+        buffer_.append(*bytes);
+        return slice;
+    }
+    std::string text(const Slice& slice) const { return buffer_.substr(slice.offset, slice.size); }
+    Data data(const Slice& slice) const {
+        const auto* first = reinterpret_cast<const std::uint8_t*>(buffer_.data() + slice.offset);
+        return Data(first, first + slice.size);
+    }
+
+  private:
+    std::string buffer_;
+};
+
+struct ReminderCandidate {
+    store::ManagedObjectID objectID;
+    Date reminderTime;
+    ReminderArena::Slice name;
+    ReminderArena::Slice question;
+    ReminderArena::Slice repeatInterval;           // stored form
+    ReminderArena::Slice lastFivePerformingDates;  // stored form
+};
+
+// The stored forms of the two attributes decoded as the model's value transformers decode them
+// (a damaged blob reads as absent).
+std::optional<RepeatInterval> repeatInterval(const ReminderArena& arena,
+                                             const ReminderArena::Slice& stored) {
+    return stored.present ? repeatIntervalFromBlob(arena.data(stored)) : std::nullopt;
+}
+
+std::optional<Date> lastPerformingDate(const ReminderArena& arena,
+                                       const ReminderArena::Slice& stored) {
+    if (!stored.present) {
         return std::nullopt;
     }
-    const auto cache = lastFivePerformingDatesFromBlob(*data);
+    const auto cache = lastFivePerformingDatesFromBlob(arena.data(stored));
     if (!cache || cache->dates().empty()) {
         return std::nullopt;
     }
@@ -225,39 +278,46 @@ HabitRemindersScheduler::fetchProjections() {
         // The habits in fetch order, as the few attributes a reminder needs: the projections
         // are snapshots, and nothing else of a habit is read. The repeat interval and the
         // checkmark cache stay in their stored form until a habit's next reminder is needed.
-        const auto habits =
-            context->fetchAttributes(Habit::fetchRequest(std::nullopt, false), kReminderAttributes,
-                                     store::AttributeForm::storedData);
+        //
+        // Each habit that reminds is kept as a ReminderCandidate, with the bound that its next
+        // reminder cannot precede (see below); Occurrence::projection is the candidate's index,
+        // which follows the fetch order.
+        ReminderArena arena;
+        std::vector<ReminderCandidate> habits;
+        std::vector<Occurrence> bounds;
+        context->forEachAttributes(
+            Habit::fetchRequest(std::nullopt, false), kReminderAttributes,
+            store::AttributeForm::storedData,
+            [&](const store::ManagedObjectID& objectID, const std::vector<store::Value>& values) {
+                if (!values[kRemind].boolean().value_or(false) || values[kName].isNull()) {
+                    return;
+                }
+                const auto reminderTime = values[kRemindTime].date();
+                if (!reminderTime) {
+                    return;
+                }
+                Date bound = nextReminders.earliestPossibleReminder(*reminderTime);
+                if (!std::isfinite(bound.timeIntervalSinceReferenceDate())) {
+                    // Unordered dates cannot be sorted: such a habit is looked at first.
+                    bound = Date(-std::numeric_limits<double>::infinity());
+                }
+                bounds.push_back(Occurrence{bound, habits.size()});
+                habits.push_back(ReminderCandidate{
+                    objectID, *reminderTime, arena.keep(values[kName]),
+                    arena.keep(values[kQuestion]), arena.keep(values[kRepeatInterval]),
+                    arena.keep(values[kLastFivePerformingDates])});
+            });
 
         // Only the habits whose next reminder is among the kMaximumNumberOfNotifications
         // earliest can have a reminder scheduled (a later day of a habit is never earlier than
-        // its first), so only they are snapshot: the same requests come out as from a snapshot
-        // of every habit, without copying the texts of a long list.
+        // its first), so only they are projected: the same requests come out as from a
+        // projection of every habit.
         //
         // Nor is every habit's next reminder worked out: each habit has a bound that its next
         // reminder cannot precede, from its reminder time alone. Habits are taken in the order
         // of their bounds, and once the earliest kMaximumNumberOfNotifications reminders found
         // so far all come before the next bound, no habit left can displace one of them, not
-        // even by a tie (which the earlier fetch position would win). Occurrence::projection is
-        // the habit's index in the fetch here.
-        std::vector<Occurrence> bounds;
-        bounds.reserve(habits.size());
-        for (std::size_t index = 0; index < habits.size(); ++index) {
-            const auto& values = habits[index].values;
-            if (!values[kRemind].boolean().value_or(false) || values[kName].isNull()) {
-                continue;
-            }
-            const auto reminderTime = values[kRemindTime].date();
-            if (!reminderTime) {
-                continue;
-            }
-            Date bound = nextReminders.earliestPossibleReminder(*reminderTime);
-            if (!std::isfinite(bound.timeIntervalSinceReferenceDate())) {
-                // Unordered dates cannot be sorted: such a habit is looked at first.
-                bound = Date(-std::numeric_limits<double>::infinity());
-            }
-            bounds.push_back(Occurrence{bound, index});
-        }
+        // even by a tie (which the earlier fetch position would win).
         std::sort(bounds.begin(), bounds.end(), isEarlier);
         // The earliest reminders found so far, as a heap whose front is the latest of them.
         std::vector<Occurrence> candidates;
@@ -267,10 +327,10 @@ HabitRemindersScheduler::fetchProjections() {
                 candidates.front().date < bound.date) {
                 break;
             }
-            const auto& values = habits[bound.projection].values;
+            const auto& habit = habits[bound.projection];
             const auto next = nextReminders.nextReminder(
-                true, values[kRemindTime].date(), repeatInterval(values[kRepeatInterval]),
-                lastPerformingDate(values[kLastFivePerformingDates]));
+                true, habit.reminderTime, repeatInterval(arena, habit.repeatInterval),
+                lastPerformingDate(arena, habit.lastFivePerformingDates));
             if (!next || !std::isfinite(next->timeIntervalSinceReferenceDate())) {
                 continue;
             }
@@ -290,9 +350,12 @@ HabitRemindersScheduler::fetchProjections() {
         projections.reserve(candidates.size());
         for (const auto& candidate : candidates) {
             const auto& habit = habits[candidate.projection];
-            projections.push_back(
-                HabitProjectionForReminder{habit.objectID, *habit.values[kName].string(),
-                                           habit.values[kQuestion].string(), candidate.date});
+            std::optional<std::string> question;
+            if (habit.question.present) {
+                question = arena.text(habit.question);
+            }
+            projections.push_back(HabitProjectionForReminder{habit.objectID, arena.text(habit.name),
+                                                             std::move(question), candidate.date});
         }
     });
     return projections;

@@ -172,6 +172,14 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
     std::vector<AttributeSnapshot> fetchAttributes(const FetchRequestBase& request,
                                                    const std::vector<std::string>& attributeNames,
                                                    AttributeForm form = AttributeForm::values);
+    // As fetchAttributes, but each object's ID and values are handed to `visit` in fetch order
+    // instead of being collected: the values are valid only during the call, so a caller that
+    // keeps little of each object never holds the whole result. `visit` must not use this
+    // context's store (it runs while the store is being read); errors are fetchAttributes'.
+    void forEachAttributes(
+        const FetchRequestBase& request, const std::vector<std::string>& attributeNames,
+        AttributeForm form,
+        const std::function<void(const ManagedObjectID&, const std::vector<Value>&)>& visit);
 
     // The number of objects fetch() would return.
     std::int64_t count(const FetchRequestBase& request);

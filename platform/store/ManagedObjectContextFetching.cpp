@@ -200,10 +200,11 @@ std::vector<std::shared_ptr<ManagedObject>> ManagedObjectContext::fetch(
     return results;
 }
 
-std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetchAttributes(
+void ManagedObjectContext::forEachAttributes(
     const FetchRequestBase& request, const std::vector<std::string>& attributeNames,
-    AttributeForm form) {
-    checkQueue("fetchAttributes");
+    AttributeForm form,
+    const std::function<void(const ManagedObjectID&, const std::vector<Value>&)>& visit) {
+    checkQueue("forEachAttributes");
     const EntityDescription* entity = fetchedEntity(request);
     std::vector<std::size_t> indexes;
     indexes.reserve(attributeNames.size());
@@ -215,25 +216,23 @@ std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetch
         indexes.push_back(*index);
     }
     const auto stores = storesToFetchFrom(request);
-    std::vector<AttributeSnapshot> snapshots;
     if (stores.size() > 1 || hasPendingChanges(*entity)) {
         // Order, limit and unsaved changes are fetch()'s to apply.
+        std::vector<Value> values(indexes.size());
         for (const auto& object : fetch(request)) {
-            AttributeSnapshot snapshot{object->objectID(), {}};
-            snapshot.values.reserve(indexes.size());
             for (std::size_t position = 0; position < indexes.size(); ++position) {
                 const auto& attribute = entity->attributes()[indexes[position]];
                 const Value& value = object->attributeValue(attribute.name);
                 if (form == AttributeForm::storedData && value.object() != nullptr &&
                     attribute.attributeType == AttributeType::transformableAttributeType) {
-                    snapshot.values.push_back(PersistentStore::storedForm(attribute, value));
+                    values[position] = PersistentStore::storedForm(attribute, value);
                 } else {
-                    snapshot.values.push_back(value);
+                    values[position] = value;
                 }
             }
-            snapshots.push_back(std::move(snapshot));
+            visit(object->objectID(), values);
         }
-        return snapshots;
+        return;
     }
     try {
         for (const auto& store : stores) {
@@ -241,15 +240,12 @@ std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetch
             const std::string where =
                 request.predicate() ? request.predicate()->sql(*entity, store->uuid(), bindings)
                                     : "";
-            auto rows =
-                store->fetchAttributeRows(*entity, where, bindings, request.sortDescriptors(),
-                                          request.fetchLimit(), indexes, form);
-            snapshots.reserve(rows.size());
-            for (auto& row : rows) {
-                snapshots.push_back(AttributeSnapshot{
-                    ManagedObjectID::permanent(*entity, store->uuid(), row.primaryKey),
-                    std::move(row.attributes)});
-            }
+            const StoreUUID uuid = store->uuid();
+            store->forEachAttributeRow(
+                *entity, where, bindings, request.sortDescriptors(), request.fetchLimit(), indexes,
+                form, [&](std::int64_t primaryKey, const std::vector<Value>& values) {
+                    visit(ManagedObjectID::permanent(*entity, uuid, primaryKey), values);
+                });
         }
     } catch (const Error& error) {
         if (error.domain() == StoreError::kDomain) {
@@ -258,6 +254,16 @@ std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetch
         throw StoreError::wrapping(StoreError::kPersistentStoreOpenError, "The fetch failed",
                                    error);
     }
+}
+
+std::vector<ManagedObjectContext::AttributeSnapshot> ManagedObjectContext::fetchAttributes(
+    const FetchRequestBase& request, const std::vector<std::string>& attributeNames,
+    AttributeForm form) {
+    std::vector<AttributeSnapshot> snapshots;
+    forEachAttributes(request, attributeNames, form,
+                      [&](const ManagedObjectID& objectID, const std::vector<Value>& values) {
+                          snapshots.push_back(AttributeSnapshot{objectID, values});
+                      });
     return snapshots;
 }
 

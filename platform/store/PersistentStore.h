@@ -128,13 +128,16 @@ class PersistentStore {
                                      const std::vector<Value>& bindings,
                                      const std::vector<SortDescriptor>& sortDescriptors,
                                      std::size_t limit, bool keysOnly);
-    // As fetchRows, but each row carries only the attributes at `attributes` (indexes into
-    // entity.attributes()), in that order, and no to-one keys; with AttributeForm::storedData,
-    // transformable attributes come as the data stored in the file, not decoded.
-    std::vector<StoredRow> fetchAttributeRows(
+    // The rows that fetchRows would return, each handed to `visit` as its primary key and only
+    // the attributes at `attributes` (indexes into entity.attributes()), in that order, as it is
+    // read: the attributes are valid only during the call. With AttributeForm::storedData,
+    // transformable attributes come as the data stored in the file, not decoded. Runs with the
+    // store's lock held: `visit` must not call back into this store.
+    void forEachAttributeRow(
         const EntityDescription& entity, const std::string& where,
         const std::vector<Value>& bindings, const std::vector<SortDescriptor>& sortDescriptors,
-        std::size_t limit, const std::vector<std::size_t>& attributes, AttributeForm form);
+        std::size_t limit, const std::vector<std::size_t>& attributes, AttributeForm form,
+        const std::function<void(std::int64_t, const std::vector<Value>&)>& visit);
     std::int64_t countRows(const EntityDescription& entity, const std::string& where,
                            const std::vector<Value>& bindings);
     std::optional<StoredRow> fetchRow(const EntityDescription& entity, std::int64_t primaryKey);

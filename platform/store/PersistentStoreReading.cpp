@@ -58,6 +58,17 @@ class AttributeReader {
         return values;
     }
 
+    // As read(), into `values` (one slot per attribute), so that a caller reading row after row
+    // reuses one buffer.
+    void readInto(SQLiteDatabase::Statement& statement, int firstColumn,
+                  std::vector<Value>& values) const {
+        for (std::size_t position = 0; position < indexes_.size(); ++position) {
+            values[position] =
+                read(entity_.attributes()[indexes_[position]], transformers_[position].get(),
+                     statement, firstColumn + static_cast<int>(position));
+        }
+    }
+
   private:
     static Value read(const AttributeDescription& attribute, const ValueTransformer* transformer,
                       SQLiteDatabase::Statement& statement, int column) {
@@ -132,27 +143,26 @@ SQLiteDatabase::Statement prepareSelect(SQLiteDatabase& database, const EntityDe
 
 }  // namespace
 
-std::vector<StoredRow> PersistentStore::fetchAttributeRows(
+void PersistentStore::forEachAttributeRow(
     const EntityDescription& entity, const std::string& where, const std::vector<Value>& bindings,
     const std::vector<SortDescriptor>& sortDescriptors, std::size_t limit,
-    const std::vector<std::size_t>& attributes, AttributeForm form) {
+    const std::vector<std::size_t>& attributes, AttributeForm form,
+    const std::function<void(std::int64_t, const std::vector<Value>&)>& visit) {
     const AttributeReader reader(entity, attributes, form);
-    std::string columns = "Z_PK, Z_OPT";
+    std::string columns = "Z_PK";
     for (const std::size_t index : attributes) {
         columns += ", " + quoted(entity.attributes().at(index).name);
     }
     std::lock_guard lock(mutex_);
     auto statement =
         prepareSelect(*database_, entity, columns, where, bindings, sortDescriptors, limit);
-    std::vector<StoredRow> rows;
+    // One buffer for every row: a row's values live only until the next row is read, so a long
+    // fetch holds one row's worth of memory, not the whole result's.
+    std::vector<Value> values(attributes.size());
     while (statement.step()) {
-        StoredRow row;
-        row.primaryKey = statement.integer(0);
-        row.version = statement.integer(1);
-        row.attributes = reader.read(statement, 2);
-        rows.push_back(std::move(row));
+        reader.readInto(statement, 1, values);
+        visit(statement.integer(0), values);
     }
-    return rows;
 }
 
 std::vector<StoredRow> PersistentStore::fetchRows(

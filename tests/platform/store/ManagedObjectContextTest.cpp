@@ -208,6 +208,51 @@ TEST_F(ManagedObjectContextTest, FetchAttributesSeesTheContextsUnsavedChanges) {
     EXPECT_TRUE(stored[0].values[0].isNull());
 }
 
+TEST_F(ManagedObjectContextTest,
+       ForEachAttributesHandsEachRowInFetchOrderWithNothingOfThePrevious) {
+    auto ann = insertPerson(view(), "Ann", 30);
+    ann->setValue(Value::object(Rgb{1, 2, 3}), "favoriteColor");
+    insertPerson(view(), "Bob", 50);  // no colour: the row after a coloured one reads null
+    auto cid = insertPerson(view(), "Cid", 60);
+    cid->setValue(Value::object(Rgb{7, 8, 9}), "favoriteColor");
+    view().save();
+    view().reset();
+    std::vector<std::string> seen;
+    std::vector<Value> colours;
+    std::vector<ManagedObjectID> ids;
+    view().forEachAttributes(
+        peopleByName(), {"name", "favoriteColor"}, AttributeForm::storedData,
+        [&](const ManagedObjectID& objectID, const std::vector<Value>& values) {
+            ASSERT_EQ(values.size(), 2u);
+            seen.push_back(*values[0].string());
+            colours.push_back(values[1]);
+            ids.push_back(objectID);
+        });
+    EXPECT_EQ(seen, (std::vector<std::string>{"Ann", "Bob", "Cid"}));
+    ASSERT_EQ(colours.size(), 3u);
+    EXPECT_EQ(colours[0].data(), (Data{1, 2, 3}));
+    EXPECT_TRUE(colours[1].isNull());
+    EXPECT_EQ(colours[2].data(), (Data{7, 8, 9}));
+    EXPECT_TRUE(view().registeredObjects().empty());
+    EXPECT_EQ(view().existingObject(ids[2])->value("name").string(), "Cid");
+
+    // With unsaved changes the rows come from the context's objects, in the same order.
+    auto bob = view().existingObject(ids[1]);
+    bob->setValue(Value::object(Rgb{4, 5, 6}), "favoriteColor");
+    view().deleteObject(view().existingObject(ids[0]));
+    seen.clear();
+    colours.clear();
+    view().forEachAttributes(peopleByName(), {"name", "favoriteColor"}, AttributeForm::storedData,
+                             [&](const ManagedObjectID&, const std::vector<Value>& values) {
+                                 seen.push_back(*values[0].string());
+                                 colours.push_back(values[1]);
+                             });
+    EXPECT_EQ(seen, (std::vector<std::string>{"Bob", "Cid"}));
+    ASSERT_EQ(colours.size(), 2u);
+    EXPECT_EQ(colours[0].data(), (Data{4, 5, 6}));
+    EXPECT_EQ(colours[1].data(), (Data{7, 8, 9}));
+}
+
 TEST_F(ManagedObjectContextTest, FetchAttributesOfAnUnknownAttributeIsAProgrammingError) {
     insertPerson(view(), "Ann", 30);
     view().save();
