@@ -13,7 +13,7 @@
 #include "DovrelFoundation/Settings/Constants.h"
 #include "DovrelFoundation/Settings/StaticRemoteConfigService.h"
 #include "apps/dovrel/CommandErrors.h"
-#include "apps/dovrel/StorePreflight.h"
+#include "DovrelFoundation/Persistence/StorePreflight.h"
 #include "apps/dovrel/Texts.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/FileManager.h"

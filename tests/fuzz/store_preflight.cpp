@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-#include "apps/dovrel/StorePreflight.h"
+#include "DovrelFoundation/Persistence/StorePreflight.h"
 #include "tests/support/TemporaryDirectory.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -16,6 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     std::ofstream(file, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-    (void)cli::checkStoreFile(file, {"HabitV1", "HabitV2"});
+    (void)checkStoreFile(file, {"HabitV1", "HabitV2"});
     return 0;
 }

@@ -1,4 +1,4 @@
-#include "apps/dovrel/StorePreflight.h"
+#include "DovrelFoundation/Persistence/StorePreflight.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -19,7 +19,7 @@
 #include "tests/support/FileContents.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace dovrel::cli {
+namespace dovrel {
 namespace {
 
 using Kind = StoreFileProblem::Kind;
@@ -318,4 +318,4 @@ TEST(StorePreflight, AStoreBeingWrittenByAnotherProcessIsFineEveryTime) {
 }
 
 }  // namespace
-}  // namespace dovrel::cli
+}  // namespace dovrel

@@ -1,4 +1,4 @@
-#include "apps/dovrel/StorePreflight.h"
+#include "DovrelFoundation/Persistence/StorePreflight.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -16,7 +16,7 @@
 
 #include "platform/foundation/SQLiteBusyWait.h"
 
-namespace dovrel::cli {
+namespace dovrel {
 
 namespace {
 
@@ -285,4 +285,4 @@ std::optional<StoreFileProblem> checkStoreFile(const std::filesystem::path& path
     return std::nullopt;
 }
 
-}  // namespace dovrel::cli
+}  // namespace dovrel

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace dovrel::cli {
+namespace dovrel {
 
 // Why a file cannot be the habit store.
 struct StoreFileProblem {
@@ -46,4 +46,4 @@ struct StoreFileProblem {
 std::optional<StoreFileProblem> checkStoreFile(const std::filesystem::path& path,
                                                const std::vector<std::string>& knownModelVersions);
 
-}  // namespace dovrel::cli
+}  // namespace dovrel
