@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace dovrel {
 
@@ -13,6 +15,17 @@ std::string localized(std::string_view key);
 // count: 0, negatives, 5 and up) and fills the localised format with `count` as its one
 // integer argument (printf-style "%d" / "%ld" / "%lld" / "%@" placeholders).
 std::string localized(std::string_view key, std::int64_t count);
+
+// The localised text for `key` with named values filled in: every "{name}" in it is replaced by
+// the value given for that name, so that translators may move the values around. A placeholder
+// without a value, and any other brace, is kept as written.
+std::string localizedText(std::string_view key,
+                          std::initializer_list<std::pair<std::string_view, std::string>> values);
+
+// The same filling, for a format that is not looked up.
+std::string fillPlaceholders(
+    std::string_view format,
+    std::initializer_list<std::pair<std::string_view, std::string>> values);
 
 // The plural suffix that localized(key, count) appends: ".One", ".Few" or ".Many".
 std::string_view pluralSuffix(std::int64_t count);

@@ -14,6 +14,7 @@
 #include <set>
 #include <variant>
 
+#include "DovrelFoundation/Appearance/StringExtensions.h"
 #include "platform/foundation/SQLiteBusyWait.h"
 
 namespace dovrel {
@@ -283,6 +284,35 @@ std::optional<StoreFileProblem> checkStoreFile(const std::filesystem::path& path
         return StoreFileProblem{Kind::unknownModelVersion, contents.modelVersion};
     }
     return std::nullopt;
+}
+
+std::string storeFileProblemText(const std::filesystem::path& path,
+                                 const StoreFileProblem& problem) {
+    const std::string file = path.string();
+    switch (problem.kind) {
+        case StoreFileProblem::Kind::notAFile:
+            return localizedText("Store.Problem.NotAFile", {{"file", file}});
+        case StoreFileProblem::Kind::unreadable:
+            return localizedText("Store.Problem.Unreadable",
+                                 {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::notSQLite:
+            return localizedText("Store.Problem.NotSQLite", {{"file", file}});
+        case StoreFileProblem::Kind::corrupt:
+            return localizedText("Store.Problem.Corrupt",
+                                 {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::foreign:
+            return localizedText("Store.Problem.Foreign",
+                                 {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::unknownModelVersion:
+            return localizedText("Store.Problem.UnknownVersion",
+                                 {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::notWritable:
+            return localizedText("Store.Problem.NotWritable",
+                                 {{"file", file}, {"detail", problem.detail}});
+        case StoreFileProblem::Kind::busy:
+            return localizedText("Store.Problem.Busy", {{"file", file}});
+    }
+    return file;
 }
 
 }  // namespace dovrel

@@ -46,4 +46,9 @@ struct StoreFileProblem {
 std::optional<StoreFileProblem> checkStoreFile(const std::filesystem::path& path,
                                                const std::vector<std::string>& knownModelVersions);
 
+// The sentence that tells the user why `path` cannot be the store, localised: it names the file
+// and says that the file was left as it was.
+std::string storeFileProblemText(const std::filesystem::path& path,
+                                 const StoreFileProblem& problem);
+
 }  // namespace dovrel

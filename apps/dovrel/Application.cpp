@@ -7,13 +7,13 @@
 #include "DovrelFoundation/Analytics/ConsoleLoggingAnalyticsService.h"
 #include "DovrelFoundation/Model/HabitModel.h"
 #include "DovrelFoundation/Persistence/ContextExtensions.h"
+#include "DovrelFoundation/Persistence/StorePreflight.h"
 #include "DovrelFoundation/Reminders/HabitRemindersScheduler.h"
 #include "DovrelFoundation/Reminders/IconBadgeService.h"
 #include "DovrelFoundation/Reminders/UserNotificationService.h"
 #include "DovrelFoundation/Settings/Constants.h"
 #include "DovrelFoundation/Settings/StaticRemoteConfigService.h"
 #include "apps/dovrel/CommandErrors.h"
-#include "DovrelFoundation/Persistence/StorePreflight.h"
 #include "apps/dovrel/Texts.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/FileManager.h"
@@ -27,31 +27,6 @@ namespace dovrel::cli {
 namespace {
 
 constexpr const char* kStoreFileName = "Habit.sqlite";
-
-std::string problemText(const std::filesystem::path& path, const StoreFileProblem& problem) {
-    const std::string file = path.string();
-    switch (problem.kind) {
-        case StoreFileProblem::Kind::notAFile:
-            return text("Cli.Error.Store.NotAFile", {{"file", file}});
-        case StoreFileProblem::Kind::unreadable:
-            return text("Cli.Error.Store.Unreadable", {{"file", file}, {"detail", problem.detail}});
-        case StoreFileProblem::Kind::notSQLite:
-            return text("Cli.Error.Store.NotSQLite", {{"file", file}});
-        case StoreFileProblem::Kind::corrupt:
-            return text("Cli.Error.Store.Corrupt", {{"file", file}, {"detail", problem.detail}});
-        case StoreFileProblem::Kind::foreign:
-            return text("Cli.Error.Store.Foreign", {{"file", file}, {"detail", problem.detail}});
-        case StoreFileProblem::Kind::unknownModelVersion:
-            return text("Cli.Error.Store.UnknownVersion",
-                        {{"file", file}, {"detail", problem.detail}});
-        case StoreFileProblem::Kind::notWritable:
-            return text("Cli.Error.Store.NotWritable",
-                        {{"file", file}, {"detail", problem.detail}});
-        case StoreFileProblem::Kind::busy:
-            return text("Cli.Error.Store.Busy", {{"file", file}});
-    }
-    return file;
-}
 
 }  // namespace
 
@@ -81,7 +56,7 @@ Application::Application(const Options& options) {
     if (const auto problem =
             checkStoreFile(storePath_, {std::string(kHabitModelVersion1Identifier),
                                         std::string(kHabitModelVersion2Identifier)})) {
-        throw CommandError(problemText(storePath_, *problem));
+        throw CommandError(storeFileProblemText(storePath_, *problem));
     }
 
     coreDataManager_ = std::make_shared<CoreDataManager>();
@@ -143,7 +118,7 @@ void Application::save(const std::function<void(store::ManagedObjectContext&)>& 
     MainRunLoop::runUntil([&] { return finished; }, std::chrono::hours(1));
     if (failure) {
         if (store::StoreError::isBusy(*failure)) {
-            throw CommandError(text("Cli.Error.Store.Busy", {{"file", storePath_.string()}}));
+            throw CommandError(text("Store.Problem.Busy", {{"file", storePath_.string()}}));
         }
         throw CommandError(
             text("Cli.Error.SaveFailed", {{"detail", CoreDataManager::describeError(*failure)}}));

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "DovrelFoundation/Appearance/StringExtensions.h"
+
 namespace dovrel::cli {
 
 // A localised text of the program with named values filled in. The text for `key` comes from the
@@ -14,9 +16,7 @@ namespace dovrel::cli {
 std::string text(std::string_view key,
                  std::initializer_list<std::pair<std::string_view, std::string>> values = {});
 
-// The same filling, for a format that is not looked up (used by text() and by tests).
-std::string fillPlaceholders(
-    std::string_view format,
-    std::initializer_list<std::pair<std::string_view, std::string>> values);
+// The same filling, for a format that is not looked up.
+using dovrel::fillPlaceholders;
 
 }  // namespace dovrel::cli

@@ -126,6 +126,10 @@ class TableView : public QAbstractScrollArea {
     void selectRow(std::optional<IndexPath> indexPath);
     void deselectRow(const IndexPath& indexPath);
     void setSelectionHandler(SelectionHandler handler) { selectionHandler_ = std::move(handler); }
+    // Whether a row can be dragged to another place (when its data source also allows it). On
+    // by default; off for lists whose order is not the user's to choose.
+    bool allowsReordering() const noexcept { return allowsReordering_; }
+    void setAllowsReordering(bool allows) noexcept { allowsReordering_ = allows; }
 
     // The row's context menu: one action, "Delete", that commits a delete edit of the row.
     std::unique_ptr<QMenu> contextMenuForRow(const IndexPath& indexPath);
@@ -202,6 +206,7 @@ class TableView : public QAbstractScrollArea {
     std::map<IndexPath, QWidget*> visible_;
     std::optional<IndexPath> selected_;
     SelectionHandler selectionHandler_;
+    bool allowsReordering_ = true;
 
     // The batch being collected.
     int updateDepth_ = 0;

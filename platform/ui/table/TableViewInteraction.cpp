@@ -87,7 +87,7 @@ void TableView::mouseMoveEvent(QMouseEvent* event) {
             return;
         }
         auto dataSource = dataSource_.lock();
-        if (!dataSource || !dataSource->canMoveRowAt(*this, *pressed_)) {
+        if (!allowsReordering_ || !dataSource || !dataSource->canMoveRowAt(*this, *pressed_)) {
             return;
         }
         finishAnimations();

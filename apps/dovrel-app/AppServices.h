@@ -1,0 +1,83 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "DovrelFoundation/Analytics/AnalyticsTracker.h"
+#include "DovrelFoundation/Persistence/CoreDataManager.h"
+#include "DovrelFoundation/Settings/ApplicationSettingsService.h"
+#include "platform/notifications/UserNotificationCenter.h"
+
+namespace dovrel {
+class HabitRemindersScheduler;
+class UserNotificationService;
+}  // namespace dovrel
+
+namespace dovrel::app {
+
+// What the desktop application stands on, made once at start-up in the order the application
+// starts: the store (checked first, then opened the application's way, with the one-time merge
+// of an older store when one is named), the remote configuration and the settings service with
+// its launch bookkeeping, the analytics tracker (the console service in debug builds only), the
+// reminder scheduler and the notification service with the reminder category registered.
+//
+// A store that cannot be opened does not stop the construction: storeProblem() then says why in
+// a sentence that names the file, the file is left exactly as it was, and only the settings and
+// the tracker exist. Main thread only.
+class AppServices {
+  public:
+    struct Options {
+        // The store file; nothing means "Habit.sqlite" in the application group's container.
+        std::optional<std::filesystem::path> storePath;
+        // An older store whose habits are merged into the store once, then removed.
+        std::optional<std::filesystem::path> mergeFrom;
+        // Counts this launch in the settings (false for tests that start many windows).
+        bool countsLaunch = true;
+    };
+
+    explicit AppServices(const Options& options);
+    ~AppServices();
+    AppServices(const AppServices&) = delete;
+    AppServices& operator=(const AppServices&) = delete;
+
+    const std::filesystem::path& storePath() const noexcept { return storePath_; }
+    // Why the store could not be opened, for the user; nothing when it is open.
+    const std::optional<std::string>& storeProblem() const noexcept { return storeProblem_; }
+    bool hasStore() const noexcept { return !storeProblem_; }
+
+    // Only with a store.
+    CoreDataManager& coreDataManager() const { return *coreDataManager_; }
+    store::ManagedObjectContext& viewContext() const;
+    HabitRemindersScheduler& remindersScheduler() const { return *remindersScheduler_; }
+    UserNotificationService& notificationService() const { return *notificationService_; }
+    notifications::UserNotificationCenter& notificationCenter() const {
+        return *notificationCenter_;
+    }
+
+    AnalyticsTracker& tracker() const noexcept { return *tracker_; }
+    ApplicationSettingsService& settings() const noexcept { return *settings_; }
+    // Whether this launch was the first one (onboarding and the authorization request).
+    bool isFirstLaunch() const noexcept { return firstLaunch_; }
+
+    // After a change of habits: the settings' number of habits, the widget's reload and a
+    // rescheduling of every reminder (which runs in the background).
+    void habitsChanged() const;
+
+  private:
+    void openStore(const Options& options);
+    void startReminders();
+
+    std::filesystem::path storePath_;
+    std::optional<std::string> storeProblem_;
+    std::shared_ptr<AnalyticsTracker> tracker_;
+    std::shared_ptr<CoreDataManager> coreDataManager_;
+    std::shared_ptr<ApplicationSettingsService> settings_;
+    std::shared_ptr<notifications::UserNotificationCenter> notificationCenter_;
+    std::shared_ptr<HabitRemindersScheduler> remindersScheduler_;
+    std::shared_ptr<UserNotificationService> notificationService_;
+    bool firstLaunch_ = false;
+};
+
+}  // namespace dovrel::app

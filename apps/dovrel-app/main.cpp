@@ -1,0 +1,141 @@
+// dovrel-app: the desktop application. Today's habits in a window; add, edit, check and delete
+// them with the mouse or the keyboard.
+//
+//   dovrel-app [--store FILE] [--merge-from FILE] [--appearance system|light|dark]
+//              [--screenshot FILE] [dovrel-app://habit_list]
+//
+// One window per session: a second start raises the first window (over the session bus) and
+// exits. With --screenshot the window is drawn once, saved as a PNG and the program exits.
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QImage>
+#include <QTimer>
+#include <clocale>
+#include <iostream>
+#include <string>
+
+#include "DovrelFoundation/Settings/HabitURL.h"
+#include "DovrelFoundation/UI/OverridableUserInterfaceStyle.h"
+#include "DovrelFoundation/Version.h"
+#include "apps/dovrel-app/AppServices.h"
+#include "apps/dovrel-app/AppText.h"
+#include "apps/dovrel-app/HabitListWindow.h"
+#include "apps/dovrel-app/QtMainLoopBridge.h"
+#include "apps/dovrel-app/SingleInstance.h"
+#include "platform/ui/Appearance.h"
+
+namespace {
+
+using dovrel::UserInterfaceStyle;
+
+std::optional<UserInterfaceStyle> styleNamed(const QString& name) {
+    if (name == "light") {
+        return UserInterfaceStyle::light;
+    }
+    if (name == "dark") {
+        return UserInterfaceStyle::dark;
+    }
+    if (name == "system") {
+        return UserInterfaceStyle::unspecified;
+    }
+    return std::nullopt;
+}
+
+void raise(QWidget& window) {
+    window.show();
+    window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    window.raise();
+    window.activateWindow();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName("Dovrel");
+    QApplication::setApplicationName("dovrel-app");
+    QApplication::setApplicationVersion(
+        QString::fromStdString(std::string(dovrel::libraryVersion())));
+    QApplication::setDesktopFileName("dovrel");
+    // Numbers stay in the C locale; a locale without a language gets the English texts.
+    std::setlocale(LC_NUMERIC, "C");
+    const std::string messages = std::setlocale(LC_MESSAGES, nullptr);
+    if (messages == "C" || messages == "POSIX" || messages.starts_with("C.")) {
+        std::setlocale(LC_MESSAGES, "en_US.UTF-8");
+    }
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(dovrel::app::appText("App.Help.Description"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption store("store", dovrel::app::appText("App.Help.Store"), "FILE");
+    const QCommandLineOption mergeFrom("merge-from", dovrel::app::appText("App.Help.MergeFrom"),
+                                       "FILE");
+    const QCommandLineOption style("appearance", dovrel::app::appText("App.Help.Style"), "STYLE");
+    const QCommandLineOption screenshot("screenshot", dovrel::app::appText("App.Help.Screenshot"),
+                                        "FILE");
+    parser.addOptions({store, mergeFrom, style, screenshot});
+    parser.addPositionalArgument("link", dovrel::app::appText("App.Help.Link"), "[LINK]");
+    parser.process(application);
+    const QString link = parser.positionalArguments().value(0);
+    if (!link.isEmpty() &&
+        link != QString::fromStdString(
+                    dovrel::HabitURL(dovrel::HabitURL::habitList).url().absoluteString())) {
+        std::cerr << "dovrel-app: "
+                  << dovrel::app::appText("App.Error.UnknownLink", {{"link", link.toStdString()}})
+                         .toStdString()
+                  << '\n';
+    }
+    std::optional<UserInterfaceStyle> chosenStyle;
+    if (parser.isSet(style)) {
+        chosenStyle = styleNamed(parser.value(style));
+        if (!chosenStyle) {
+            std::cerr << "dovrel-app: "
+                      << dovrel::app::appText("App.Error.UnknownStyle",
+                                              {{"style", parser.value(style).toStdString()}})
+                             .toStdString()
+                      << '\n';
+            return 2;
+        }
+    }
+
+    const bool takingScreenshot = parser.isSet(screenshot);
+    dovrel::app::SingleInstance instance;
+    if (!takingScreenshot &&
+        instance.claim(link) == dovrel::app::SingleInstance::Role::handedOver) {
+        return 0;
+    }
+
+    dovrel::app::QtMainLoopBridge bridge;
+    dovrel::app::AppServices::Options options;
+    if (parser.isSet(store)) {
+        options.storePath = parser.value(store).toStdString();
+    }
+    if (parser.isSet(mergeFrom)) {
+        options.mergeFrom = parser.value(mergeFrom).toStdString();
+    }
+    options.countsLaunch = !takingScreenshot;
+    dovrel::app::AppServices services(options);
+
+    dovrel::app::HabitListWindow window(services);
+    const auto appliedStyle = chosenStyle
+                                  ? *chosenStyle
+                                  : services.settings().selectedUserInterfaceStyle().value_or(
+                                        UserInterfaceStyle::unspecified);
+    dovrel::StyledView(&window).setOverrideUserInterfaceStyle(appliedStyle);
+    instance.setOpenHandler([&window](const QString&) { raise(window); });
+    window.show();
+
+    if (!takingScreenshot) {
+        return application.exec();
+    }
+    int status = 1;
+    QTimer::singleShot(400, [&] {
+        const QImage image = window.grab().toImage();
+        status = image.save(parser.value(screenshot)) ? 0 : 1;
+        application.quit();
+    });
+    application.exec();
+    return status;
+}
