@@ -5,7 +5,7 @@ GENERATOR    := -G Ninja
 JOBS         ?= $(shell nproc)
 CTEST_FLAGS  := --output-on-failure -j $(JOBS)
 
-.PHONY: all deps build build-asan run test test-release test-sanitizers bench crash-trials package fuzz format clean
+.PHONY: all deps build build-asan run app test test-release test-sanitizers bench crash-trials package fuzz format clean
 
 all: build
 
@@ -28,6 +28,10 @@ build-asan: deps $(ASAN_BUILD)/build.ninja
 # The main job: the command-line application on its embedded default store.
 run: build
 	./$(BUILD)/bin/dovrel $(ARGS)
+
+# The desktop application on the user's own store.
+app: build
+	./$(BUILD)/bin/dovrel-app $(ARGS)
 
 test: test-release test-sanitizers
 

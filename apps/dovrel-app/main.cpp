@@ -2,7 +2,7 @@
 // them with the mouse or the keyboard.
 //
 //   dovrel-app [--store FILE] [--merge-from FILE] [--appearance system|light|dark]
-//              [--screenshot FILE] [dovrel-app://habit_list]
+//              [--screenshot FILE] [--quit-after-first-paint] [dovrel-app://habit_list]
 //
 // One window per session: a second start raises the first window (over the session bus) and
 // exits. With --screenshot the window is drawn once, saved as a PNG and the program exits.
@@ -13,6 +13,7 @@
 #include <QTimer>
 #include <clocale>
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "DovrelFoundation/Settings/HabitURL.h"
@@ -24,6 +25,7 @@
 #include "apps/dovrel-app/QtMainLoopBridge.h"
 #include "apps/dovrel-app/SingleInstance.h"
 #include "platform/ui/Appearance.h"
+#include "platform/ui/table/TableView.h"
 
 namespace {
 
@@ -41,6 +43,29 @@ std::optional<UserInterfaceStyle> styleNamed(const QString& name) {
     }
     return std::nullopt;
 }
+
+// Reports the first time a widget has been painted: prints "painted" on standard output and
+// quits the application (how the start-up benchmark knows when the list is on screen).
+class FirstPaintProbe final : public QObject {
+  public:
+    explicit FirstPaintProbe(QWidget* watched) { watched->installEventFilter(this); }
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint && !reported_) {
+            reported_ = true;
+            // The paint runs after this filter: report once it is done.
+            QTimer::singleShot(0, [] {
+                std::cout << "painted" << std::endl;
+                QCoreApplication::quit();
+            });
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    bool reported_ = false;
+};
 
 void raise(QWidget& window) {
     window.show();
@@ -75,7 +100,9 @@ int main(int argc, char** argv) {
     const QCommandLineOption style("appearance", dovrel::app::appText("App.Help.Style"), "STYLE");
     const QCommandLineOption screenshot("screenshot", dovrel::app::appText("App.Help.Screenshot"),
                                         "FILE");
-    parser.addOptions({store, mergeFrom, style, screenshot});
+    const QCommandLineOption quitAfterFirstPaint(
+        "quit-after-first-paint", dovrel::app::appText("App.Help.QuitAfterFirstPaint"));
+    parser.addOptions({store, mergeFrom, style, screenshot, quitAfterFirstPaint});
     parser.addPositionalArgument("link", dovrel::app::appText("App.Help.Link"), "[LINK]");
     parser.process(application);
     const QString link = parser.positionalArguments().value(0);
@@ -100,7 +127,7 @@ int main(int argc, char** argv) {
         }
     }
 
-    const bool takingScreenshot = parser.isSet(screenshot);
+    const bool takingScreenshot = parser.isSet(screenshot) || parser.isSet(quitAfterFirstPaint);
     dovrel::app::SingleInstance instance;
     if (!takingScreenshot &&
         instance.claim(link) == dovrel::app::SingleInstance::Role::handedOver) {
@@ -125,9 +152,15 @@ int main(int argc, char** argv) {
                                         UserInterfaceStyle::unspecified);
     dovrel::StyledView(&window).setOverrideUserInterfaceStyle(appliedStyle);
     instance.setOpenHandler([&window](const QString&) { raise(window); });
+    std::unique_ptr<FirstPaintProbe> probe;
+    if (parser.isSet(quitAfterFirstPaint)) {
+        probe = std::make_unique<FirstPaintProbe>(
+            window.tableView() ? window.tableView()->viewport()
+                               : static_cast<QWidget*>(window.messageLabel()));
+    }
     window.show();
 
-    if (!takingScreenshot) {
+    if (!parser.isSet(screenshot)) {
         return application.exec();
     }
     int status = 1;
