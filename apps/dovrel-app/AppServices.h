@@ -52,6 +52,8 @@ class AppServices {
     store::ManagedObjectContext& viewContext() const;
     HabitRemindersScheduler& remindersScheduler() const { return *remindersScheduler_; }
     UserNotificationService& notificationService() const { return *notificationService_; }
+    // Whether the reminders' center could be opened (with a store only).
+    bool notificationCenterReady() const noexcept { return notificationCenter_ != nullptr; }
     notifications::UserNotificationCenter& notificationCenter() const {
         return *notificationCenter_;
     }

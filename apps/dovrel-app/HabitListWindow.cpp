@@ -15,11 +15,13 @@
 #include "DovrelFoundation/Model/RepeatInterval.h"
 #include "DovrelFoundation/Progress/DateExtensions.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "DovrelFoundation/UI/OverridableUserInterfaceStyle.h"
 #include "DovrelFoundation/UI/Styles.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/HabitEditor.h"
 #include "apps/dovrel-app/RecentCheckmarks.h"
+#include "apps/dovrel-app/SettingsDialog.h"
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/NotificationCenter.h"
 #include "platform/foundation/Region.h"
@@ -174,6 +176,8 @@ void HabitListWindow::buildList() {
     auto* date = make<QLabel>(content, dayTitle(Clock::now()));
     date->setObjectName("date");
     ui::setAssetColor(date, QPalette::WindowText, foregroundGray());
+    auto* settingsButton = make<QPushButton>(content, appText("App.List.Settings"));
+    settingsButton->setFocusPolicy(Qt::NoFocus);
     auto* add = make<QPushButton>(content, appText("App.List.Add"));
     add->setToolTip(QKeySequence(QKeySequence::New).toString(QKeySequence::NativeText));
     add->setFocusPolicy(Qt::NoFocus);
@@ -195,6 +199,9 @@ void HabitListWindow::buildList() {
     AnchoredView(date).pinTop(LayoutRelation::equal, AnchoredView(title).bottomAnchor(), 2);
     AnchoredView(add).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(add).pinCenterY(LayoutRelation::equal, AnchoredView(title));
+    AnchoredView(settingsButton)
+        .pinTrailing(LayoutRelation::equal, AnchoredView(add).leadingAnchor(), -8);
+    AnchoredView(settingsButton).pinCenterY(LayoutRelation::equal, AnchoredView(title));
     AnchoredView(filter_).pinLeadingEqualToSuperview(kMargin);
     AnchoredView(filter_).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(filter_).pinTop(LayoutRelation::equal, AnchoredView(date).bottomAnchor(), 10);
@@ -225,6 +232,7 @@ void HabitListWindow::buildList() {
         });
 
     connect(add, &QPushButton::clicked, this, [this] { addHabit(); });
+    connect(settingsButton, &QPushButton::clicked, this, [this] { openSettings(); });
     connect(filter_, &QLineEdit::textChanged, this,
             [this](const QString& text) { setFilterText(text); });
     connect(filter_, &QLineEdit::returnPressed, this, [this] { table_->setFocus(); });
@@ -243,6 +251,9 @@ void HabitListWindow::buildList() {
         shortcut(QKeySequence(key), table_, Qt::WidgetShortcut, [this] { editSelectedHabit(); });
     }
     shortcut(QKeySequence::Quit, this, Qt::WindowShortcut, [this] { close(); });
+    shortcut(QKeySequence::Preferences, this, Qt::WindowShortcut, [this] { openSettings(); });
+    shortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma), this, Qt::WindowShortcut,
+             [this] { openSettings(); });
 
     // The list shows today: at the start of a new day (checked each minute, which also covers a
     // resume or a change of zone) the rows are filled again.
@@ -416,6 +427,24 @@ void HabitListWindow::setFilterText(const QString& text) {
     updateEmptyState();
     if (table_->numberOfRows(0) > 0) {
         table_->selectRow(IndexPath{0, 0});
+    }
+}
+
+void HabitListWindow::openSettings() {
+    SettingsDialog dialog(
+        services_, [this](UserInterfaceStyle style) { applyStyle(style); }, this);
+    if (settingsDriver_) {
+        settingsDriver_(dialog);
+    } else {
+        dialog.exec();
+    }
+}
+
+void HabitListWindow::applyStyle(UserInterfaceStyle style) {
+    StyledView(this).setOverrideUserInterfaceStyle(style);
+    // The rows' colours are resolved for the style when they are filled.
+    if (table_) {
+        table_->reloadData();
     }
 }
 

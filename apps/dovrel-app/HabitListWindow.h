@@ -46,6 +46,9 @@ class HabitListWindow final : public QMainWindow {
     void showFilter();
     void hideFilter();
     void setFilterText(const QString& text);
+    // The settings dialog; a style chosen there applies to this window at once.
+    void openSettings();
+    void applyStyle(UserInterfaceStyle style);
 
     // For tests and the benchmark.
     ui::TableView* tableView() const { return table_; }
@@ -61,6 +64,10 @@ class HabitListWindow final : public QMainWindow {
     // whether the form was accepted.
     void setEditorDriver(std::function<bool(class HabitEditor&)> driver) {
         editorDriver_ = std::move(driver);
+    }
+    // Set by tests: works the settings dialog instead of showing it.
+    void setSettingsDriver(std::function<void(class SettingsDialog&)> driver) {
+        settingsDriver_ = std::move(driver);
     }
 
   protected:
@@ -88,6 +95,7 @@ class HabitListWindow final : public QMainWindow {
     Date shownDay_;
     std::function<bool(const Habit&)> confirmDelete_;
     std::function<bool(HabitEditor&)> editorDriver_;
+    std::function<void(SettingsDialog&)> settingsDriver_;
 };
 
 }  // namespace dovrel::app

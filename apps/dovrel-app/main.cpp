@@ -150,7 +150,7 @@ int main(int argc, char** argv) {
                                   ? *chosenStyle
                                   : services.settings().selectedUserInterfaceStyle().value_or(
                                         UserInterfaceStyle::unspecified);
-    dovrel::StyledView(&window).setOverrideUserInterfaceStyle(appliedStyle);
+    window.applyStyle(appliedStyle);
     instance.setOpenHandler([&window](const QString&) { raise(window); });
     std::unique_ptr<FirstPaintProbe> probe;
     if (parser.isSet(quitAfterFirstPaint)) {

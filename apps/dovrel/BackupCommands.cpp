@@ -1,5 +1,3 @@
-#include <stdlib.h>
-
 #include <filesystem>
 #include <initializer_list>
 #include <iostream>
@@ -10,42 +8,18 @@
 #include "DovrelFoundation/Analytics/AnalyticsEvents.h"
 #include "DovrelFoundation/Appearance/StringExtensions.h"
 #include "DovrelFoundation/Model/HabitBackupArchive.h"
+#include "DovrelFoundation/Model/HabitBackupPreview.h"
 #include "DovrelFoundation/Model/HabitModel.h"
 #include "apps/dovrel/CommandErrors.h"
 #include "apps/dovrel/Commands.h"
 #include "apps/dovrel/HabitTitle.h"
 #include "apps/dovrel/Texts.h"
-#include "platform/store/PersistentContainer.h"
-#include "platform/store/PersistentStoreDescription.h"
 
 namespace dovrel::cli {
 
 namespace {
 
 using Backup = AnalyticsEvents::MainApp::Backup;
-
-// A folder of its own under the temporary folder, removed with its contents at the end.
-class ScratchFolder {
-  public:
-    ScratchFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "dovrel-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            throw CommandError(text("Cli.Error.NoScratchFolder"));
-        }
-        path_ = pattern;
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    const std::filesystem::path& path() const noexcept { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 std::string habitsText(std::size_t count) {
     return localized("Cli.Backup.Habits", static_cast<std::int64_t>(count));
@@ -103,44 +77,23 @@ void restoreHabits(const Application& application, const std::filesystem::path& 
                  {{"file", file.string()}, {"detail", error.localizedDescription()}}));
     };
     if (dryRun) {
-        // The archive is restored into a scratch store, exactly as it would be into the real
-        // one, and what arrived there is reported; the real store is not touched.
-        const ScratchFolder scratch;
-        std::vector<std::pair<std::string, std::size_t>> added;
-        {
-            store::PersistentContainer container("Habit", currentHabitModel());
-            container.setPersistentStoreDescriptions(
-                {store::PersistentStoreDescription(scratch.path() / "Habit.sqlite")});
-            std::optional<Error> loadError;
-            container.loadPersistentStores(
-                [&](const store::PersistentStoreDescription&, std::optional<Error> error) {
-                    loadError = std::move(error);
-                });
-            if (loadError) {
-                throw failed(*loadError);
-            }
-            const auto context = container.newBackgroundContext();
-            try {
-                HabitBackupArchive::restoreBackupFile(file, context);
-            } catch (const Error& error) {
-                throw failed(error);
-            }
-            context->performAndWait([&] {
-                for (const auto& habit : context->fetch(Habit::sortedFetchRequest())) {
-                    added.emplace_back(habit->name().value_or(text("Cli.Habit.Unnamed")),
-                                       habit->performingDates().size());
-                }
-            });
+        // What the archive would add, from a scratch store; the real store is not touched.
+        std::vector<BackupPreviewHabit> added;
+        try {
+            added = previewBackupFile(file);
+        } catch (const Error& error) {
+            throw failed(error);
         }
         std::cout << text("Cli.Restore.WouldAdd",
                           {{"file", file.string()}, {"habits", habitsText(added.size())}})
                   << '\n';
-        for (const auto& [name, checkmarks] : added) {
+        for (const auto& habit : added) {
             std::cout << "  "
                       << text("Cli.Restore.Habit",
-                              {{"name", name},
-                               {"checkmarks", localized("Cli.Restore.Checkmarks",
-                                                        static_cast<std::int64_t>(checkmarks))}})
+                              {{"name", habit.name.value_or(text("Cli.Habit.Unnamed"))},
+                               {"checkmarks",
+                                localized("Cli.Restore.Checkmarks",
+                                          static_cast<std::int64_t>(habit.checkmarks))}})
                       << '\n';
         }
         return;

@@ -96,6 +96,7 @@ class AppTest : public ::testing::Test {
         return testing::runProgram(arguments,
                                    {{"XDG_DATA_HOME", (scratch_.path() / "data").string()},
                                     {"HOME", scratch_.path().string()},
+                                    {"XDG_CONFIG_HOME", (scratch_.path() / "config").string()},
                                     {"LANG", "en_US.UTF-8"},
                                     {"LANGUAGE", std::nullopt},
                                     {"LC_ALL", std::nullopt},
