@@ -25,6 +25,9 @@ QSize DayToggle::sizeHint() const {
 void DayToggle::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    if (!isEnabled()) {
+        painter.setOpacity(0.35);  // a day that cannot be checked yet
+    }
     const qreal pen = std::max<qreal>(1.5, diameter_ / 14.0);
     const QRectF circle =
         QRectF(rect()).adjusted(pen / 2 + 0.5, pen / 2 + 0.5, -pen / 2 - 0.5, -pen / 2 - 0.5);

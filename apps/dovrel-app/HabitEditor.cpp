@@ -13,7 +13,9 @@
 #include "DovrelFoundation/Analytics/AnalyticsTrackerProtocol.h"
 #include "DovrelFoundation/Appearance/ColorExtensions.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "DovrelFoundation/UI/Styles.h"
 #include "apps/dovrel-app/AppText.h"
+#include "apps/dovrel-app/DialogStyle.h"
 #include "platform/ui/Appearance.h"
 #include "platform/ui/View.h"
 
@@ -157,8 +159,8 @@ HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerPro
     buttons_ = make<QDialogButtonBox>(this, QDialogButtonBox::Save | QDialogButtonBox::Cancel);
     buttons_->button(QDialogButtonBox::Save)->setText(appText("App.Editor.Save"));
     buttons_->button(QDialogButtonBox::Cancel)->setText(appText("App.Editor.Cancel"));
-    AnchoredView(buttons_).pinTop(LayoutRelation::equal, AnchoredView(above).bottomAnchor(),
-                                  2 * kMargin);
+    AnchoredView(buttons_).pinTop(LayoutRelation::greaterThanOrEqual,
+                                  AnchoredView(above).bottomAnchor(), 2 * kMargin);
     AnchoredView(buttons_).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(buttons_).pinBottomEqualToSuperview(-kMargin);
     AnchoredView(buttons_).pinLeadingGreaterThanOrEqualToSuperview(kMargin);
@@ -169,6 +171,7 @@ HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerPro
     connect(preset_, &QComboBox::currentIndexChanged, this, [this] { updateState(); });
     connect(remind_, &QCheckBox::toggled, this, [this] { updateState(); });
     updateState();
+    adoptParentStyle(this);
     resize(560, 330);
     name_->setFocus();
 }

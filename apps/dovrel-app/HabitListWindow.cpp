@@ -19,7 +19,9 @@
 #include "DovrelFoundation/UI/Styles.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
+#include "apps/dovrel-app/DialogStyle.h"
 #include "apps/dovrel-app/HabitEditor.h"
+#include "apps/dovrel-app/HabitPage.h"
 #include "apps/dovrel-app/RecentCheckmarks.h"
 #include "apps/dovrel-app/SettingsDialog.h"
 #include "platform/foundation/Clock.h"
@@ -191,6 +193,7 @@ void HabitListWindow::buildList() {
     table_->registerCell(kCellIdentifier, [] { return new HabitCell; });
     table_->setFocusPolicy(Qt::StrongFocus);
     table_->setFrameShape(QFrame::NoFrame);
+    apply(table_->viewport(), ViewStyle{backgroundDefault()});
     ui::setAssetColor(table_, QPalette::Highlight, backgroundGray());
 
     AnchoredView(title).pinLeadingEqualToSuperview(kMargin);
@@ -248,8 +251,10 @@ void HabitListWindow::buildList() {
     shortcut(QKeySequence(Qt::Key_Space), table_, Qt::WidgetShortcut,
              [this] { toggleSelectedHabitToday(); });
     for (const auto key : {Qt::Key_Return, Qt::Key_Enter}) {
-        shortcut(QKeySequence(key), table_, Qt::WidgetShortcut, [this] { editSelectedHabit(); });
+        shortcut(QKeySequence(key), table_, Qt::WidgetShortcut, [this] { openSelectedHabit(); });
     }
+    shortcut(QKeySequence(Qt::CTRL | Qt::Key_E), this, Qt::WindowShortcut,
+             [this] { editSelectedHabit(); });
     shortcut(QKeySequence::Quit, this, Qt::WindowShortcut, [this] { close(); });
     shortcut(QKeySequence::Preferences, this, Qt::WindowShortcut, [this] { openSettings(); });
     shortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma), this, Qt::WindowShortcut,
@@ -354,6 +359,19 @@ void HabitListWindow::editSelectedHabit() {
     });
 }
 
+void HabitListWindow::openSelectedHabit() {
+    const auto habit = selectedHabit();
+    if (!habit) {
+        return;
+    }
+    HabitPage page(services_, habit, this);
+    if (pageDriver_) {
+        pageDriver_(page);
+    } else {
+        page.exec();
+    }
+}
+
 void HabitListWindow::deleteHabit(const std::shared_ptr<Habit>& habit) {
     bool confirmed = false;
     if (confirmDelete_) {
@@ -363,6 +381,7 @@ void HabitListWindow::deleteHabit(const std::shared_ptr<Habit>& habit) {
             QMessageBox::Question, appText("App.Delete.Title"),
             appText("App.Delete.Question", {{"habit", habit->name().value_or("")}}),
             QMessageBox::NoButton, this);
+        adoptParentStyle(&question);
         QPushButton* remove =
             question.addButton(appText("App.Delete.Confirm"), QMessageBox::DestructiveRole);
         question.addButton(appText("App.Editor.Cancel"), QMessageBox::RejectRole);
@@ -444,7 +463,9 @@ void HabitListWindow::applyStyle(UserInterfaceStyle style) {
     StyledView(this).setOverrideUserInterfaceStyle(style);
     // The rows' colours are resolved for the style when they are filled.
     if (table_) {
+        const auto selected = table_->indexPathForSelectedRow();
         table_->reloadData();
+        table_->selectRow(selected);
     }
 }
 

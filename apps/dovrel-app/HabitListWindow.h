@@ -27,8 +27,9 @@ class HabitListBinding;
 // The main window: today's habits, oldest first, in a table bound to a fetched-results controller
 // on the view context (so other processes' saves appear as the context merges them). A row's
 // toggles check and uncheck days; the window adds, edits and deletes habits; every action has a
-// key (arrows move, space toggles today, Enter edits, Delete deletes after a confirmation,
-// Ctrl+N adds, Ctrl+F filters by name, Escape ends the filter). The list cannot be reordered:
+// key (arrows move, space toggles today, Enter opens the habit's page, Ctrl+E edits, Delete
+// deletes after a confirmation, Ctrl+N adds, Ctrl+F filters by name, Escape ends the filter,
+// Ctrl+, opens the settings). The list cannot be reordered:
 // the habits keep the order in which they were made.
 //
 // Without a store (AppServices::storeProblem) the window shows the problem, naming the file, and
@@ -41,6 +42,8 @@ class HabitListWindow final : public QMainWindow {
     // The actions, as the keys and the buttons reach them.
     void addHabit();
     void editSelectedHabit();
+    // The selected habit's page.
+    void openSelectedHabit();
     void deleteHabit(const std::shared_ptr<Habit>& habit);
     void toggleSelectedHabitToday();
     void showFilter();
@@ -64,6 +67,10 @@ class HabitListWindow final : public QMainWindow {
     // whether the form was accepted.
     void setEditorDriver(std::function<bool(class HabitEditor&)> driver) {
         editorDriver_ = std::move(driver);
+    }
+    // Set by tests: works the habit page instead of showing it modally.
+    void setPageDriver(std::function<void(class HabitPage&)> driver) {
+        pageDriver_ = std::move(driver);
     }
     // Set by tests: works the settings dialog instead of showing it.
     void setSettingsDriver(std::function<void(class SettingsDialog&)> driver) {
@@ -96,6 +103,7 @@ class HabitListWindow final : public QMainWindow {
     std::function<bool(const Habit&)> confirmDelete_;
     std::function<bool(HabitEditor&)> editorDriver_;
     std::function<void(SettingsDialog&)> settingsDriver_;
+    std::function<void(HabitPage&)> pageDriver_;
 };
 
 }  // namespace dovrel::app

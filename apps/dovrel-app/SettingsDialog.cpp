@@ -15,9 +15,11 @@
 #include "DovrelFoundation/Appearance/StringExtensions.h"
 #include "DovrelFoundation/Model/HabitBackupArchive.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "DovrelFoundation/UI/Styles.h"
 #include "DovrelFoundation/Version.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
+#include "apps/dovrel-app/DialogStyle.h"
 #include "platform/notifications/UserNotificationCenter.h"
 #include "platform/ui/Appearance.h"
 #include "platform/ui/View.h"
@@ -141,6 +143,7 @@ SettingsDialog::SettingsDialog(AppServices& services,
         }
     });
     connect(close, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    adoptParentStyle(this);
     resize(560, 360);
 }
 
@@ -231,6 +234,7 @@ bool SettingsDialog::confirmRestore(const std::filesystem::path& file,
         return confirmRestore_(habits);
     }
     QDialog preview(this);
+    adoptParentStyle(&preview);
     preview.setWindowTitle(appText("App.Settings.Restore"));
     auto* layout = new QVBoxLayout(&preview);
     auto* title = new QLabel(

@@ -2,7 +2,8 @@
 // them with the mouse or the keyboard.
 //
 //   dovrel-app [--store FILE] [--merge-from FILE] [--appearance system|light|dark]
-//              [--screenshot FILE] [--quit-after-first-paint] [dovrel-app://habit_list]
+//              [--screenshot FILE [--show list|page|add|settings]] [--quit-after-first-paint]
+//              [dovrel-app://habit_list]
 //
 // One window per session: a second start raises the first window (over the session bus) and
 // exits. With --screenshot the window is drawn once, saved as a PNG and the program exits.
@@ -10,19 +11,25 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QImage>
+#include <QScreen>
 #include <QTimer>
 #include <clocale>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <string>
 
+#include "DovrelFoundation/Appearance/ColorExtensions.h"
 #include "DovrelFoundation/Settings/HabitURL.h"
 #include "DovrelFoundation/UI/OverridableUserInterfaceStyle.h"
 #include "DovrelFoundation/Version.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
+#include "apps/dovrel-app/HabitEditor.h"
 #include "apps/dovrel-app/HabitListWindow.h"
+#include "apps/dovrel-app/HabitPage.h"
 #include "apps/dovrel-app/QtMainLoopBridge.h"
+#include "apps/dovrel-app/SettingsDialog.h"
 #include "apps/dovrel-app/SingleInstance.h"
 #include "platform/ui/Appearance.h"
 #include "platform/ui/table/TableView.h"
@@ -67,6 +74,17 @@ class FirstPaintProbe final : public QObject {
     bool reported_ = false;
 };
 
+// Whether an image shows more than a blank window: a drawn window has many colours.
+bool looksDrawn(const QImage& image) {
+    std::set<QRgb> colours;
+    for (int y = 0; y < image.height(); y += 3) {
+        for (int x = 0; x < image.width(); x += 3) {
+            colours.insert(image.pixel(x, y));
+        }
+    }
+    return colours.size() > 20;
+}
+
 void raise(QWidget& window) {
     window.show();
     window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
@@ -102,7 +120,8 @@ int main(int argc, char** argv) {
                                         "FILE");
     const QCommandLineOption quitAfterFirstPaint(
         "quit-after-first-paint", dovrel::app::appText("App.Help.QuitAfterFirstPaint"));
-    parser.addOptions({store, mergeFrom, style, screenshot, quitAfterFirstPaint});
+    const QCommandLineOption show("show", dovrel::app::appText("App.Help.Show"), "VIEW", "list");
+    parser.addOptions({store, mergeFrom, style, screenshot, show, quitAfterFirstPaint});
     parser.addPositionalArgument("link", dovrel::app::appText("App.Help.Link"), "[LINK]");
     parser.process(application);
     const QString link = parser.positionalArguments().value(0);
@@ -163,10 +182,42 @@ int main(int argc, char** argv) {
     if (!parser.isSet(screenshot)) {
         return application.exec();
     }
+    // The screenshot: the window, or a screen opened over it.
+    std::unique_ptr<QDialog> shown;
+    const QString view = parser.value(show);
+    if (view == "page" && window.tableView() && window.tableView()->numberOfRows(0) > 0) {
+        window.tableView()->selectRow(dovrel::IndexPath{0, 0});
+        shown = std::make_unique<dovrel::app::HabitPage>(services, window.selectedHabit(), &window);
+    } else if (view == "add") {
+        dovrel::app::HabitDraft draft;
+        draft.color = dovrel::habitPalette()[2];
+        draft.name = dovrel::app::appText("App.Editor.NamePlaceholder").toStdString();
+        draft.times = 3;
+        draft.days = 7;
+        draft.remind = true;
+        shown = std::make_unique<dovrel::app::HabitEditor>(dovrel::app::HabitEditor::Mode::add,
+                                                           draft, services.tracker(), &window);
+    } else if (view == "settings") {
+        shown = std::make_unique<dovrel::app::SettingsDialog>(
+            services, [](UserInterfaceStyle) {}, &window);
+    }
+    if (shown) {
+        shown->show();
+    }
+    QWidget* target = shown ? static_cast<QWidget*>(shown.get()) : &window;
     int status = 1;
-    QTimer::singleShot(400, [&] {
-        const QImage image = window.grab().toImage();
-        status = image.save(parser.value(screenshot)) ? 0 : 1;
+    QTimer::singleShot(600, [&] {
+        // What the display shows of the window, when there is a display to ask; else the
+        // widget drawn by Qt.
+        QImage image;
+        if (QScreen* screen = target->screen();
+            screen && QGuiApplication::platformName() == "xcb") {
+            image = screen->grabWindow(target->winId()).toImage();
+        }
+        if (image.isNull()) {
+            image = target->grab().toImage();
+        }
+        status = image.save(parser.value(screenshot)) && looksDrawn(image) ? 0 : 1;
         application.quit();
     });
     application.exec();

@@ -112,7 +112,7 @@ TEST_F(HabitListWindowTest, SpaceTogglesTodayOfTheSelectedHabitAndAClickChecksAP
     EXPECT_EQ(storedHabits()[1]["checked"], false);
 }
 
-TEST_F(HabitListWindowTest, EnterEditsTheIntervalOfTheSelectedHabit) {
+TEST_F(HabitListWindowTest, CtrlEEditsTheIntervalOfTheSelectedHabit) {
     ASSERT_EQ(dovrel({"add", "Run", "--question", "Five kilometres?"}).exitStatus, 0);
     auto& window = open();
     window.setEditorDriver([](HabitEditor& editor) {
@@ -125,7 +125,7 @@ TEST_F(HabitListWindowTest, EnterEditsTheIntervalOfTheSelectedHabit) {
         return true;
     });
     window.tableView()->setFocus();
-    QTest::keyClick(window.tableView(), Qt::Key_Return);
+    QTest::keyClick(&window, Qt::Key_E, Qt::ControlModifier);
     ASSERT_TRUE(waitUntil([&] { return cell(0)->intervalLabel()->text() == "2 times in 5 days"; }));
     const auto habits = storedHabits();
     EXPECT_EQ(habits[0]["times"], 2);
