@@ -2,8 +2,8 @@
 // them with the mouse or the keyboard.
 //
 //   dovrel-app [--store FILE] [--merge-from FILE] [--appearance system|light|dark]
-//              [--screenshot FILE [--show list|page|add|settings]] [--quit-after-first-paint]
-//              [dovrel-app://habit_list]
+//              [--screenshot FILE [--show list|page|add|settings|welcome]]
+//              [--quit-after-first-paint] [dovrel-app://habit_list]
 //
 // One window per session: a second start raises the first window (over the session bus) and
 // exits. With --screenshot the window is drawn once, saved as a PNG and the program exits.
@@ -28,6 +28,7 @@
 #include "apps/dovrel-app/HabitEditor.h"
 #include "apps/dovrel-app/HabitListWindow.h"
 #include "apps/dovrel-app/HabitPage.h"
+#include "apps/dovrel-app/Onboarding.h"
 #include "apps/dovrel-app/QtMainLoopBridge.h"
 #include "apps/dovrel-app/SettingsDialog.h"
 #include "apps/dovrel-app/SingleInstance.h"
@@ -180,6 +181,12 @@ int main(int argc, char** argv) {
     window.show();
 
     if (!parser.isSet(screenshot)) {
+        if (!parser.isSet(quitAfterFirstPaint)) {
+            // The welcome, once, over the list.
+            QTimer::singleShot(0, &window, [&services, &window] {
+                dovrel::app::showOnboardingIfNeeded(services, &window);
+            });
+        }
         return application.exec();
     }
     // The screenshot: the window, or a screen opened over it.
@@ -197,6 +204,8 @@ int main(int argc, char** argv) {
         draft.remind = true;
         shown = std::make_unique<dovrel::app::HabitEditor>(dovrel::app::HabitEditor::Mode::add,
                                                            draft, services.tracker(), &window);
+    } else if (view == "welcome") {
+        shown = std::make_unique<dovrel::app::OnboardingDialog>(&window);
     } else if (view == "settings") {
         shown = std::make_unique<dovrel::app::SettingsDialog>(
             services, [](UserInterfaceStyle) {}, &window);
