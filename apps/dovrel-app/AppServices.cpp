@@ -37,6 +37,8 @@ AppServices::AppServices(const Options& options) {
     if (auto console = ConsoleLoggingAnalyticsService::make(kIsDebugBuild)) {
         analyticsServices.push_back(std::move(console));
     }
+    analyticsServices.insert(analyticsServices.end(), options.analyticsServices.begin(),
+                             options.analyticsServices.end());
     tracker_ = std::make_shared<AnalyticsTracker>(std::move(analyticsServices));
 
     openStore(options);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "DovrelFoundation/Analytics/AnalyticsTracker.h"
 #include "DovrelFoundation/Persistence/CoreDataManager.h"
@@ -35,6 +36,8 @@ class AppServices {
         std::optional<std::filesystem::path> mergeFrom;
         // Counts this launch in the settings (false for tests that start many windows).
         bool countsLaunch = true;
+        // Analytics services besides the console service of debug builds (tests record here).
+        std::vector<std::shared_ptr<AnalyticsServiceProtocol>> analyticsServices;
     };
 
     explicit AppServices(const Options& options);

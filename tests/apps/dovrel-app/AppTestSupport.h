@@ -26,6 +26,7 @@
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/ui/table/TableView.h"
 #include "tests/platform/ui/QtTestApplication.h"
+#include "tests/support/RecordingAnalyticsService.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -80,6 +81,7 @@ class AppTest : public ::testing::Test {
         AppServices::Options options;
         options.storePath = store();
         options.countsLaunch = false;
+        options.analyticsServices.push_back(analytics_);
         services_ = std::make_unique<AppServices>(options);
         window_ = std::make_unique<HabitListWindow>(*services_);
         window_->resize(760, 520);
@@ -118,6 +120,16 @@ class AppTest : public ::testing::Test {
                                            (scratch_.path() / "config").string()};
     testing::ScopedEnvironment home_{"HOME", scratch_.path().string()};
     testing::ScopedEnvironment bus_{"DBUS_SESSION_BUS_ADDRESS", std::nullopt};
+    // What the application reports, in order.
+    std::shared_ptr<testing::RecordingAnalyticsService> analytics_ =
+        std::make_shared<testing::RecordingAnalyticsService>();
+    std::vector<std::string> eventNames() const {
+        std::vector<std::string> names;
+        for (const auto& event : analytics_->events) {
+            names.push_back(event.name);
+        }
+        return names;
+    }
     std::unique_ptr<QtMainLoopBridge> bridge_;
     std::unique_ptr<AppServices> services_;
     std::unique_ptr<HabitListWindow> window_;

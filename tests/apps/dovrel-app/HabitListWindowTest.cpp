@@ -249,5 +249,42 @@ TEST_F(HabitListWindowTest, TheListShowsTheHabitsOldestFirst) {
     EXPECT_EQ(cell(2)->nameLabel()->text(), "Three");
 }
 
+TEST_F(HabitListWindowTest, TheScreensReportTheirEventsAndAToggleReportsItsSourceAndDetails) {
+    ASSERT_EQ(dovrel({"add", "Water", "--question", "Eight glasses?"}).exitStatus, 0);
+    auto& window = open();
+    window.setEditorDriver([](HabitEditor& editor) {
+        editor.show();
+        editor.nameField()->setText("Read");
+        editor.swatches()[0]->click();
+        editor.swatches()[1]->click();  // the picker is reported once
+        editor.accept();
+        return true;
+    });
+    window.addHabit();
+    ASSERT_TRUE(waitUntil([&] { return rows() == 2; }));
+    window.tableView()->selectRow(IndexPath{0, 0});
+    window.toggleSelectedHabitToday();
+    ASSERT_TRUE(waitUntil([&] { return cell(0)->todayToggle()->isChecked(); }));
+    EXPECT_EQ(eventNames(),
+              (std::vector<std::string>{"main_screen", "add_screen", "add_edit_show_color_picker",
+                                        "save_new_habit", "main_screen_habit_toggle_checkmark"}));
+    const auto& toggle = analytics_->events.back();
+    ASSERT_TRUE(toggle.parameters.has_value());
+    EXPECT_EQ(toggle.parameters->size(), 8u);  // the seven of a toggle, and the timestamp
+    EXPECT_EQ(std::get<std::string>(toggle.parameters->at("habit_name")), "Water");
+    EXPECT_EQ(std::get<std::string>(toggle.parameters->at("motivate_title")), "Eight glasses?");
+    EXPECT_EQ(std::get<bool>(toggle.parameters->at("checkmark_on")), true);
+    EXPECT_EQ(std::get<std::string>(toggle.parameters->at("regularity")), "1/1");
+}
+
+TEST_F(HabitListWindowTest, TheWindowOpensAtTheSizeItWasClosedAt) {
+    auto& window = open();
+    window.resize(640, 480);
+    window.close();
+    window_.reset();
+    window_ = std::make_unique<HabitListWindow>(*services_);
+    EXPECT_EQ(window_->size(), QSize(640, 480));
+}
+
 }  // namespace
 }  // namespace dovrel::app::test
