@@ -146,7 +146,9 @@ HabitListWindow::HabitListWindow(AppServices& services, QWidget* parent)
 
     QSettings settings;
     const QSize size = settings.value("window/size", QSize(760, 560)).toSize();
-    resize(size.expandedTo(QSize(420, 300)));
+    // Narrower than this, a row's texts would run under its toggles.
+    setMinimumSize(QSize(600, 280));
+    resize(size.expandedTo(minimumSize()));
 
     message_ = make<QLabel>(content);
     message_->setWordWrap(true);
@@ -193,6 +195,11 @@ void HabitListWindow::buildList() {
     table_->registerCell(kCellIdentifier, [] { return new HabitCell; });
     table_->setFocusPolicy(Qt::StrongFocus);
     table_->setFrameShape(QFrame::NoFrame);
+    // The list scrolls rather than holding the window open: it gives way to any window size.
+    for (const auto axis : {ui::LayoutAxis::horizontal, ui::LayoutAxis::vertical}) {
+        ui::View(table_).setContentCompressionResistancePriority(ui::kLayoutPriorityDefaultLow,
+                                                                 axis);
+    }
     apply(table_->viewport(), ViewStyle{backgroundDefault()});
     ui::setAssetColor(table_, QPalette::Highlight, backgroundGray());
 
