@@ -41,11 +41,16 @@ AppServices::AppServices(const Options& options) {
                              options.analyticsServices.end());
     tracker_ = std::make_shared<AnalyticsTracker>(std::move(analyticsServices));
 
-    openStore(options);
+    mode_ = options.mode;
+    if (mode_ == Mode::widget) {
+        openWidgetStore();
+    } else {
+        openStore(options);
+    }
 
     settings_ = std::make_shared<ApplicationSettingsService>(
         StaticRemoteConfigService::makeServiceWithDefaultValues(), coreDataManager_);
-    if (options.countsLaunch) {
+    if (options.countsLaunch && mode_ == Mode::application) {
         settings_->handleAppLaunch();
         firstLaunch_ = settings_->isFirstAppLaunch();
     }
@@ -111,6 +116,37 @@ void AppServices::openStore(const Options& options) {
     viewContext().setAutomaticallyMergesChangesFromParent(true);
 }
 
+void AppServices::openWidgetStore() {
+    const auto container = FileManager::containerURL(Constants::appGroupIdentifier);
+    if (!container) {
+        storeProblem_ = localizedText("Cli.Error.Store.NoContainer",
+                                      {{"folder", FileManager::dataHome().string()}});
+        return;
+    }
+    storePath_ = *container / CoreDataManager::kWidgetStoreFileName;
+    std::error_code status;
+    if (!std::filesystem::exists(storePath_, status)) {
+        // The application makes the store; until it has, there is nothing to show.
+        storeMissing_ = true;
+        storeProblem_ = localizedText("Widget.Empty.NoStore", {});
+        return;
+    }
+    const std::vector<std::string> versions = {std::string(kHabitModelVersion1Identifier),
+                                               std::string(kHabitModelVersion2Identifier)};
+    if (const auto problem = checkStoreFile(storePath_, versions)) {
+        storeProblem_ = storeFileProblemText(storePath_, *problem);
+        return;
+    }
+    coreDataManager_ = std::make_shared<CoreDataManager>();
+    coreDataManager_->initializePersistentContainer(FileManager(), *tracker_, [] {});
+    if (!coreDataManager_->isReadyToUse()) {
+        storeProblem_ = storeFileProblemText(
+            storePath_,
+            StoreFileProblem{StoreFileProblem::Kind::unreadable, "the store did not load"});
+        coreDataManager_.reset();
+    }
+}
+
 void AppServices::startReminders() {
     const auto container = FileManager::containerURL(Constants::appGroupIdentifier);
     const auto applicationStore = container ? *container / kStoreFileName : storePath_;
@@ -132,6 +168,9 @@ void AppServices::startReminders() {
     remindersScheduler_ = HabitRemindersScheduler::create(
         coreDataManager_, notificationCenter_, settings_,
         std::make_shared<IconBadgeService>(Constants::appGroupIdentifier), tracker_);
+    if (mode_ == Mode::widget) {
+        return;
+    }
     notificationService_ =
         UserNotificationService::create(notificationCenter_, remindersScheduler_, coreDataManager_,
                                         remindersScheduler_->iconBadgeService(), tracker_);

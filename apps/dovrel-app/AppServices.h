@@ -18,19 +18,27 @@ class UserNotificationService;
 
 namespace dovrel::app {
 
-// What the desktop application stands on, made once at start-up in the order the application
-// starts: the store (checked first, then opened the application's way, with the one-time merge
-// of an older store when one is named), the remote configuration and the settings service with
-// its launch bookkeeping, the analytics tracker (the console service in debug builds only), the
-// reminder scheduler and the notification service with the reminder category registered.
+// What the desktop application and its widget stand on, made once at start-up in the order they
+// start. The application's way: the store (checked first, then opened the application's way,
+// with the one-time merge of an older store when one is named), the remote configuration and
+// the settings service with its launch bookkeeping, the analytics tracker (the console service
+// in debug builds only), the reminder scheduler and the notification service with the reminder
+// category registered. The widget's way (Mode::widget): the application group's own store, which
+// the widget never makes (a missing file is a problem like a damaged one), opened the widget's
+// way; the settings service without launch bookkeeping; the reminder scheduler, and no
+// notification service (the reminders' answers are the daemon's and the application's).
 //
 // A store that cannot be opened does not stop the construction: storeProblem() then says why in
 // a sentence that names the file, the file is left exactly as it was, and only the settings and
 // the tracker exist. Main thread only.
 class AppServices {
   public:
+    enum class Mode { application, widget };
+
     struct Options {
-        // The store file; nothing means "Habit.sqlite" in the application group's container.
+        Mode mode = Mode::application;
+        // The store file; nothing means "Habit.sqlite" in the application group's container
+        // (always so for the widget).
         std::optional<std::filesystem::path> storePath;
         // An older store whose habits are merged into the store once, then removed.
         std::optional<std::filesystem::path> mergeFrom;
@@ -47,8 +55,10 @@ class AppServices {
 
     const std::filesystem::path& storePath() const noexcept { return storePath_; }
     // Why the store could not be opened, for the user; nothing when it is open.
+    // storeIsMissing() tells the widget's calm "nothing yet" apart from a real problem.
     const std::optional<std::string>& storeProblem() const noexcept { return storeProblem_; }
     bool hasStore() const noexcept { return !storeProblem_; }
+    bool storeIsMissing() const noexcept { return storeMissing_; }
 
     // Only with a store.
     CoreDataManager& coreDataManager() const { return *coreDataManager_; }
@@ -72,6 +82,7 @@ class AppServices {
 
   private:
     void openStore(const Options& options);
+    void openWidgetStore();
     void startReminders();
 
     std::filesystem::path storePath_;
@@ -83,6 +94,8 @@ class AppServices {
     std::shared_ptr<HabitRemindersScheduler> remindersScheduler_;
     std::shared_ptr<UserNotificationService> notificationService_;
     bool firstLaunch_ = false;
+    bool storeMissing_ = false;
+    Mode mode_ = Mode::application;
 };
 
 }  // namespace dovrel::app

@@ -1,0 +1,253 @@
+// The desktop widget on the application group's real store, made and changed by the command line
+// as a second process.
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QScrollBar>
+#include <QTest>
+#include <atomic>
+#include <clocale>
+#include <fstream>
+
+#include "DovrelFoundation/Progress/DateExtensions.h"
+#include "DovrelFoundation/Reminders/HabitRemindersScheduler.h"
+#include "apps/dovrel-app/AppServices.h"
+#include "apps/dovrel-app/QtMainLoopBridge.h"
+#include "apps/dovrel-widget/WidgetWindow.h"
+#include "platform/dispatch/MainRunLoop.h"
+#include "platform/foundation/Clock.h"
+#include "platform/foundation/Region.h"
+#include "platform/ui/table/TableView.h"
+#include "tests/platform/ui/QtTestApplication.h"
+#include "tests/support/FileContents.h"
+#include "tests/support/RecordingAnalyticsService.h"
+#include "tests/support/RunProgram.h"
+#include "tests/support/ScopedEnvironment.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace dovrel::widget::test {
+namespace {
+
+bool waitUntil(const std::function<bool()>& condition, int milliseconds = 5000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > milliseconds) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        MainRunLoop::runPending();
+        QTest::qWait(2);
+    }
+    return true;
+}
+
+class WidgetWindowTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ui::test::application();
+        std::setlocale(LC_MESSAGES, "en_US.UTF-8");
+        ui::TableView::setAnimationsEnabled(false);
+        bridge_ = std::make_unique<app::QtMainLoopBridge>();
+    }
+
+    void TearDown() override {
+        window_.reset();
+        if (services_ && services_->hasStore()) {
+            std::atomic<bool> done = false;
+            services_->remindersScheduler().rescheduleRemindersForAllHabits(
+                {}, [&done] { done = true; });
+            waitUntil([&] { return done.load(); }, 20000);
+        }
+        services_.reset();
+        bridge_.reset();
+        ui::TableView::setAnimationsEnabled(std::nullopt);
+    }
+
+    // The store the widget opens: the application group's own.
+    std::filesystem::path store() const {
+        return scratch_.path() / "data" / "group.app.dovrel.Dovrel" / "Habit.sqlite";
+    }
+
+    WidgetWindow& open(WidgetWindow::Options options = {}) {
+        options.listensForReloads = false;
+        app::AppServices::Options serviceOptions;
+        serviceOptions.mode = app::AppServices::Mode::widget;
+        serviceOptions.countsLaunch = false;
+        serviceOptions.analyticsServices.push_back(analytics_);
+        services_ = std::make_unique<app::AppServices>(serviceOptions);
+        window_ = std::make_unique<WidgetWindow>(*services_, options);
+        window_->resize(300, 360);
+        window_->show();
+        waitUntil([] { return false; }, 50);
+        return *window_;
+    }
+
+    // `dovrel ARGUMENTS...` on the application's own store, as another process.
+    testing::ProgramResult dovrel(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), DOVREL_CLI_PATH);
+        return testing::runProgram(arguments,
+                                   {{"XDG_DATA_HOME", (scratch_.path() / "data").string()},
+                                    {"XDG_CONFIG_HOME", (scratch_.path() / "config").string()},
+                                    {"HOME", scratch_.path().string()},
+                                    {"LANG", "en_US.UTF-8"},
+                                    {"LANGUAGE", std::nullopt},
+                                    {"LC_ALL", std::nullopt},
+                                    {"DBUS_SESSION_BUS_ADDRESS", std::nullopt}});
+    }
+
+    nlohmann::json storedHabits() const {
+        const auto result = dovrel({"list", "--json"});
+        EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+        return nlohmann::json::parse(result.standardOutput);
+    }
+
+    std::size_t rows() const { return window_->tableView()->numberOfRows(0); }
+
+    testing::TemporaryDirectory scratch_;
+    testing::ScopedEnvironment dataHome_{"XDG_DATA_HOME", (scratch_.path() / "data").string()};
+    testing::ScopedEnvironment configHome_{"XDG_CONFIG_HOME",
+                                           (scratch_.path() / "config").string()};
+    testing::ScopedEnvironment home_{"HOME", scratch_.path().string()};
+    testing::ScopedEnvironment bus_{"DBUS_SESSION_BUS_ADDRESS", std::nullopt};
+    std::shared_ptr<testing::RecordingAnalyticsService> analytics_ =
+        std::make_shared<testing::RecordingAnalyticsService>();
+    std::unique_ptr<app::QtMainLoopBridge> bridge_;
+    std::unique_ptr<app::AppServices> services_;
+    std::unique_ptr<WidgetWindow> window_;
+};
+
+TEST_F(WidgetWindowTest, TheWidgetListsTheHabitsOfTheStoreOldestFirst) {
+    for (const char* name : {"Water", "Read", "Walk"}) {
+        ASSERT_EQ(dovrel({"add", name}).exitStatus, 0);
+    }
+    ASSERT_EQ(dovrel({"check", "Read"}).exitStatus, 0);
+    auto& window = open();
+    ASSERT_EQ(rows(), 3u);
+    EXPECT_EQ(window.cellAt(0)->nameLabel()->text(), "Water");
+    EXPECT_EQ(window.cellAt(1)->nameLabel()->text(), "Read");
+    EXPECT_EQ(window.cellAt(2)->nameLabel()->text(), "Walk");
+    EXPECT_TRUE(window.cellAt(1)->todayToggle()->isChecked());
+    EXPECT_FALSE(window.cellAt(0)->todayToggle()->isChecked());
+    const auto stored = storedHabits();
+    EXPECT_EQ(window.cellAt(1)->progressLabel()->text().toStdString(),
+              std::to_string(stored[1]["progress"].get<int>()));
+    EXPECT_FALSE(window.messageLabel()->isVisible());
+}
+
+TEST_F(WidgetWindowTest, AClickTogglesTodayAndSavesWithTheWidgetAsTheSource) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    auto& window = open();
+    QTest::mouseClick(window.cellAt(0)->todayToggle(), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([&] { return window.cellAt(0)->todayToggle()->isChecked(); }));
+    EXPECT_EQ(storedHabits()[0]["checked"], true);
+    ASSERT_FALSE(analytics_->events.empty());
+    EXPECT_EQ(analytics_->events.back().name, "today_widget_habit_toggle_checkmark");
+    EXPECT_EQ(analytics_->events.front().name, "widget_screen");
+    QTest::mouseClick(window.cellAt(0)->todayToggle(), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([&] { return !window.cellAt(0)->todayToggle()->isChecked(); }));
+    EXPECT_EQ(storedHabits()[0]["checked"], false);
+}
+
+TEST_F(WidgetWindowTest, ACheckByAnotherProcessAndANewHabitAppearInTheWidget) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    auto& window = open();
+    ASSERT_EQ(dovrel({"check", "Water"}).exitStatus, 0);
+    ASSERT_TRUE(waitUntil([&] { return window.cellAt(0)->todayToggle()->isChecked(); }, 3000));
+    ASSERT_EQ(dovrel({"add", "Read"}).exitStatus, 0);
+    EXPECT_TRUE(waitUntil([&] { return rows() == 2; }, 3000));
+}
+
+TEST_F(WidgetWindowTest, AReloadReadsTheStoreAgainAndKeepsTheScrollPosition) {
+    for (int index = 0; index < 30; ++index) {
+        ASSERT_EQ(dovrel({"add", "Habit " + std::to_string(index + 1)}).exitStatus, 0);
+    }
+    auto& window = open();
+    ASSERT_EQ(rows(), 30u);
+    QScrollBar* bar = window.tableView()->verticalScrollBar();
+    ASSERT_GT(bar->maximum(), 200);
+    bar->setValue(200);
+    const int before = window.reloads();
+    window.reload();
+    EXPECT_EQ(window.reloads(), before + 1);
+    EXPECT_EQ(bar->value(), 200);
+    EXPECT_EQ(rows(), 30u);
+}
+
+TEST_F(WidgetWindowTest, AMissingStoreIsACalmEmptyStateAndIsNotMade) {
+    auto& window = open();
+    EXPECT_FALSE(services_->hasStore());
+    EXPECT_TRUE(services_->storeIsMissing());
+    EXPECT_EQ(window.tableView(), nullptr);
+    EXPECT_EQ(window.messageLabel()->text(), "No habits yet. Open Dovrel to add your first.");
+    EXPECT_FALSE(std::filesystem::exists(store()));
+    EXPECT_FALSE(std::filesystem::exists(store().string() + "-wal"));
+}
+
+TEST_F(WidgetWindowTest, ADamagedStoreIsShownAndLeftByteForByte) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    // The first page of the database made unreadable.
+    {
+        std::fstream file(store(), std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(0);
+        file << "garbage, not a database header";
+    }
+    std::filesystem::remove(store().string() + "-wal");
+    std::filesystem::remove(store().string() + "-shm");
+    const std::string before = testing::contentsOf(store());
+    auto& window = open();
+    EXPECT_FALSE(services_->hasStore());
+    EXPECT_NE(window.messageLabel()->text().toStdString().find(store().string()), std::string::npos)
+        << window.messageLabel()->text().toStdString();
+    QTest::mouseClick(&window, Qt::LeftButton);
+    waitUntil([] { return false; }, 100);
+    EXPECT_EQ(testing::contentsOf(store()), before);
+    EXPECT_FALSE(std::filesystem::exists(store().string() + "-wal"));
+}
+
+TEST_F(WidgetWindowTest, TodayMovesOnWhenTheClockPassesMidnight) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    // Today, a minute before midnight, in this process.
+    const double midnight = dateInDays(onlyDay(Clock::now()), 1).timeIntervalSinceReferenceDate();
+    ScopedClockOverride clock(Date(midnight - 60));
+    auto& window = open();
+    QTest::mouseClick(window.cellAt(0)->todayToggle(), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([&] { return window.cellAt(0)->todayToggle()->isChecked(); }));
+    const Date dayBefore = window.shownDay();
+    clock.set(Date(midnight + 60));  // a minute past midnight
+    window.checkForNewDay();
+    EXPECT_EQ(window.shownDay(), onlyDay(Date(midnight + 60)));
+    EXPECT_NE(window.shownDay(), dayBefore);
+    EXPECT_FALSE(window.cellAt(0)->todayToggle()->isChecked()) << "yesterday's check stays behind";
+}
+
+TEST_F(WidgetWindowTest, CompactModeShowsTheNamedHabitLargeAndTogglesIt) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    ASSERT_EQ(dovrel({"add", "Read"}).exitStatus, 0);
+    WidgetWindow::Options options;
+    options.habit = "Read";
+    auto& window = open(options);
+    EXPECT_EQ(window.tableView(), nullptr);
+    ASSERT_NE(window.compactName(), nullptr);
+    EXPECT_EQ(window.compactName()->text(), "Read");
+    QTest::mouseClick(window.compactToggle(), Qt::LeftButton);
+    ASSERT_TRUE(waitUntil([&] { return window.compactToggle()->isChecked(); }));
+    EXPECT_GT(window.compactRing()->progress(), 0);
+    const auto stored = storedHabits();
+    EXPECT_EQ(stored[1]["checked"], true);
+    EXPECT_EQ(stored[0]["checked"], false);
+}
+
+TEST_F(WidgetWindowTest, CompactModeForAHabitThatIsNotThereSaysSo) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    WidgetWindow::Options options;
+    options.habit = "Swim";
+    auto& window = open(options);
+    EXPECT_EQ(window.messageLabel()->text(), "No habit is called “Swim”.");
+}
+
+}  // namespace
+}  // namespace dovrel::widget::test
