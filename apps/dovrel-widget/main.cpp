@@ -1,6 +1,7 @@
 // dovrel-widget: today's habits in a small window on the desktop, checked with one click.
 //
 //   dovrel-widget [--habit NAME|URI] [--appearance system|light|dark] [--screenshot FILE]
+//   dovrel-widget --autostart on|off     start it (or no longer) when you log in
 //
 // The widget opens the application group's store the widget's way and never makes or changes
 // the file except through a click on a checkbox. With --screenshot it draws itself once, saves a
@@ -22,6 +23,7 @@
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/QtMainLoopBridge.h"
+#include "apps/dovrel-widget/Autostart.h"
 #include "apps/dovrel-widget/WidgetWindow.h"
 
 namespace {
@@ -59,8 +61,30 @@ int main(int argc, char** argv) {
     const QCommandLineOption style("appearance", dovrel::app::appText("App.Help.Style"), "STYLE");
     const QCommandLineOption screenshot("screenshot", dovrel::app::appText("App.Help.Screenshot"),
                                         "FILE");
-    parser.addOptions({habit, style, screenshot});
+    const QCommandLineOption autostart("autostart", dovrel::app::appText("Widget.Help.Autostart"),
+                                       "on|off");
+    parser.addOptions({habit, style, screenshot, autostart});
     parser.process(application);
+    if (parser.isSet(autostart)) {
+        const QString value = parser.value(autostart);
+        if (value != "on" && value != "off") {
+            std::cerr << "dovrel-widget: --autostart takes on or off\n";
+            return 2;
+        }
+        try {
+            dovrel::widget::setAutostart(value == "on",
+                                         QCoreApplication::applicationFilePath().toStdString());
+        } catch (const std::exception& error) {
+            std::cerr << "dovrel-widget: " << error.what() << '\n';
+            return 1;
+        }
+        std::cout << dovrel::app::appText(
+                         value == "on" ? "Widget.Autostart.On" : "Widget.Autostart.Off",
+                         {{"file", dovrel::widget::autostartFile().string()}})
+                         .toStdString()
+                  << '\n';
+        return 0;
+    }
 
     dovrel::app::QtMainLoopBridge bridge;
     dovrel::app::AppServices::Options options;
