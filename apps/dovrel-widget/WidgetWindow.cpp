@@ -402,8 +402,12 @@ void WidgetWindow::showEvent(QShowEvent* event) {
 }
 
 QString WidgetWindow::geometryKey() const {
+    // Per screen, and per mode: a compact widget of one habit keeps a place of its own.
     const QScreen* where = screen();
-    return "widget/geometry/" + (where ? where->name() : QStringLiteral("default"));
+    const QString mode = options_.habit
+                             ? "habit-" + QString::fromStdString(*options_.habit).toUtf8().toHex()
+                             : QStringLiteral("list");
+    return "widget/" + mode + "/" + (where ? where->name() : QStringLiteral("default"));
 }
 
 void WidgetWindow::saveGeometry() {

@@ -41,7 +41,8 @@ class WidgetListBinding;
 // resume) does too. A reload keeps the list where it was scrolled to. Without a store, or with
 // a store it cannot read, it says so calmly and never touches the file.
 //
-// Dragging it moves it; its position and size are kept per screen. Its context menu opens the
+// Dragging it moves it; its position and size are kept per screen (and per habit in compact
+// mode). Its context menu opens the
 // application (dovrel-app://habit_list). Main thread only.
 class WidgetWindow final : public QWidget {
   public:

@@ -249,5 +249,21 @@ TEST_F(WidgetWindowTest, CompactModeForAHabitThatIsNotThereSaysSo) {
     EXPECT_EQ(window.messageLabel()->text(), "No habit is called “Swim”.");
 }
 
+TEST_F(WidgetWindowTest, ThePlaceAndSizeAreKeptPerScreenAndMode) {
+    ASSERT_EQ(dovrel({"add", "Water"}).exitStatus, 0);
+    auto& window = open();
+    window.setGeometry(QRect(40, 50, 280, 330));
+    waitUntil([] { return false; }, 600);  // the place is saved once the moves settle
+    window_.reset();
+    window_ = std::make_unique<WidgetWindow>(*services_, WidgetWindow::Options{});
+    EXPECT_EQ(window_->geometry(), QRect(40, 50, 280, 330));
+    // A compact widget keeps a place of its own.
+    WidgetWindow::Options compact;
+    compact.habit = "Water";
+    compact.listensForReloads = false;
+    WidgetWindow one(*services_, compact);
+    EXPECT_NE(one.geometry(), QRect(40, 50, 280, 330));
+}
+
 }  // namespace
 }  // namespace dovrel::widget::test
