@@ -41,7 +41,7 @@ test-release: build
 test-sanitizers: build-asan
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	    LSAN_OPTIONS=suppressions=$(CURDIR)/tests/support/leak-suppressions.txt \
-	    ctest $(CTEST_FLAGS) -L 'unit|multiprocess'
+	    ctest $(CTEST_FLAGS) -L 'unit|multiprocess|gui'
 
 bench: build
 	@for program in $(BUILD)/bin/bench_*; do echo "== $$program"; $$program; done
