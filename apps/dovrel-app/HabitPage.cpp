@@ -9,6 +9,7 @@
 #include <QShortcut>
 #include <QTimer>
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 #include "DovrelFoundation/Analytics/AnalyticsEvents.h"
@@ -121,6 +122,29 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
     AnchoredView(streaks_).pinTop(LayoutRelation::equal, AnchoredView(progressText_).bottomAnchor(),
                                   6);
 
+    // Completion of the recent weeks and months, below the streaks.
+    rates_ = make<QLabel>(this);
+    AnchoredView(rates_).pinLeading(LayoutRelation::equal, AnchoredView(ring_));
+    AnchoredView(rates_).pinTop(LayoutRelation::equal, AnchoredView(ring_).bottomAnchor(),
+                                2 * kSpacing);
+    weekBars_ = make<CompletionBars>(this);
+    monthBars_ = make<CompletionBars>(this);
+    QWidget* above = rates_;
+    for (CompletionBars* bars : {weekBars_, monthBars_}) {
+        AnchoredView(bars).pinLeading(LayoutRelation::equal, AnchoredView(ring_));
+        AnchoredView(bars).pinTop(LayoutRelation::equal, AnchoredView(above).bottomAnchor(), 6);
+        AnchoredView(bars).pinHeight(LayoutRelation::equal, 30.0);
+        AnchoredView(bars).pinWidth(LayoutRelation::equal, 260.0);
+        // What the row counts, beside it.
+        auto* caption = make<QLabel>(
+            this, appText(bars == weekBars_ ? "App.Page.WeeksCaption" : "App.Page.MonthsCaption"));
+        ui::setAssetColor(caption, QPalette::WindowText, foregroundGray());
+        AnchoredView(caption).pinLeading(LayoutRelation::equal, AnchoredView(bars).trailingAnchor(),
+                                         8);
+        AnchoredView(caption).pinCenterY(LayoutRelation::equal, AnchoredView(bars));
+        above = bars;
+    }
+
     calendar_ = make<MonthCalendar>(this);
     AnchoredView(calendar_).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(calendar_).pinSize(QSizeF(calendar_->sizeHint()));
@@ -225,9 +249,8 @@ void HabitPage::refresh() {
     progressText_->setText(
         appText("App.Page.ProgressToday", {{"progress", std::to_string(explanation.progress())}}));
 
-    const auto statistics = HabitStatistics::compute(
-        dates, interval, now, (static_cast<int>(QLocale().firstDayOfWeek()) % 7) + 1,
-        habit_->creationDate());
+    const auto statistics =
+        HabitStatistics::compute(dates, interval, now, firstWeekday(), habit_->creationDate());
     const QString current = statistics.currentStreak()
                                 ? appText("App.Page.CurrentStreak",
                                           {{"days", daysText(statistics.currentStreak()->days)},
@@ -240,6 +263,32 @@ void HabitPage::refresh() {
                                               {"to", dayText(statistics.bestStreak()->end)}})
             : appText("App.Page.NoBestStreak");
     streaks_->setText(current + "\n" + best);
+
+    const auto percent = [](const CompletionRate& rate) {
+        return std::to_string(static_cast<int>(std::lround(rate.rate * 100)));
+    };
+    if (!statistics.weeks().empty() && !statistics.months().empty()) {
+        rates_->setText(
+            appText("App.Page.Rates", {{"week", percent(statistics.weeks().back())},
+                                       {"month", percent(statistics.months().back())}}));
+    } else {
+        rates_->setText(appText("App.Page.NoRates"));
+    }
+    const auto bars = [&](const std::vector<CompletionRate>& rates, const char* titleKey,
+                          const char* pattern) {
+        std::vector<CompletionBars::Bar> made;
+        for (const auto& rate : rates) {
+            made.push_back(CompletionBars::Bar{
+                rate.rate,
+                appText(titleKey, {{"period", Region::current().format(rate.start, pattern)},
+                                   {"checked", std::to_string(rate.checkedDays)},
+                                   {"days", std::to_string(rate.periodDays)},
+                                   {"percent", percent(rate)}})});
+        }
+        return made;
+    };
+    weekBars_->display(bars(statistics.weeks(), "App.Page.WeekBar", "d MMM"), color);
+    monthBars_->display(bars(statistics.months(), "App.Page.MonthBar", "LLLL y"), color);
 
     std::vector<ScoreChart::Point> points;
     points.reserve(explanation.steps().size());
@@ -324,6 +373,9 @@ void HabitPage::toggleDay(Date day) {
 
 QString HabitPage::streaksText() const {
     return streaks_->text();
+}
+QString HabitPage::ratesText() const {
+    return rates_->text();
 }
 QString HabitPage::remindersText() const {
     return reminders_->text();

@@ -6,6 +6,7 @@
 
 #include "DovrelFoundation/Model/Habit.h"
 #include "DovrelFoundation/Persistence/ManagedObjectObserver.h"
+#include "apps/dovrel-app/CompletionBars.h"
 #include "apps/dovrel-app/HabitActions.h"
 #include "apps/dovrel-app/MonthCalendar.h"
 #include "apps/dovrel-app/ProgressRing.h"
@@ -21,7 +22,8 @@ class AppServices;
 // A habit's page: today's progress, the score over the last year as a chart, one month of
 // checkmarks as a calendar whose past days can be toggled (with the previous and next months a
 // click or Page Up / Page Down away), the current and best streaks in the habit's own terms,
-// and its next reminder with the reminders pending for it. Everything is read again when the
+// the completion of the last eight weeks and twelve months, and its next reminder with the
+// reminders pending for it. Everything is read again when the
 // habit changes, here or in another process; the page closes itself when the habit is deleted.
 // Reports the detail screen when shown. Main thread only.
 class HabitPage final : public QDialog {
@@ -39,6 +41,9 @@ class HabitPage final : public QDialog {
     ProgressRing* progressRing() const { return ring_; }
     ScoreChart* chart() const { return chart_; }
     QString streaksText() const;
+    QString ratesText() const;
+    CompletionBars* weekBars() const { return weekBars_; }
+    CompletionBars* monthBars() const { return monthBars_; }
     QString remindersText() const;
     QString monthTitle() const;
 
@@ -59,6 +64,9 @@ class HabitPage final : public QDialog {
     ProgressRing* ring_;
     QLabel* progressText_;
     QLabel* streaks_;
+    QLabel* rates_;
+    CompletionBars* weekBars_;
+    CompletionBars* monthBars_;
     ScoreChart* chart_;
     QLabel* monthTitle_;
     MonthCalendar* calendar_;

@@ -22,13 +22,16 @@ Widget* make(QWidget* parent, Arguments&&... arguments) {
     return widget;
 }
 
-// The locale's first day of the week, 1 = Sunday ... 7 = Saturday.
+}  // namespace
+
 int firstWeekday() {
-    const int qtDay = static_cast<int>(QLocale().firstDayOfWeek());  // 1 = Monday ... 7 = Sunday
+    // The region's locale, as the library's dates and the command line's statistics use it.
+    const QLocale locale(QString::fromStdString(Region::current().localeIdentifier()));
+    const int qtDay = static_cast<int>(locale.firstDayOfWeek());  // 1 = Monday ... 7 = Sunday
     return qtDay % 7 + 1;
 }
 
-}  // namespace
+namespace {}  // namespace
 
 MonthCalendar::MonthCalendar(QWidget* parent) : QWidget(parent) {
     const int rowHeight = kCellSize;

@@ -12,6 +12,9 @@
 
 namespace dovrel::app {
 
+// The first day of the week of the current region's locale, 1 = Sunday ... 7 = Saturday.
+int firstWeekday();
+
 // One month of a habit as a calendar: a column per weekday (starting with the locale's first
 // day of the week), a round toggle per day, filled with the habit's colour on the days that have
 // a checkmark. Days up to today can be toggled; later days cannot. Laid out with the kit's

@@ -1,6 +1,8 @@
 // A habit's page on a real store: what it shows, a past day toggled in its calendar, and its
 // answer to changes made elsewhere.
 
+#include <cmath>
+
 #include "DovrelFoundation/Progress/DateExtensions.h"
 #include "apps/dovrel-app/HabitPage.h"
 #include "platform/foundation/Clock.h"
@@ -34,6 +36,20 @@ TEST_F(HabitPageTest, EnterOpensThePageOfTheSelectedHabitWithItsProgressAndStrea
                   std::string::npos)
             << page.streaksText().toStdString();
         EXPECT_NE(page.streaksText().toStdString().find("Best streak: 3 days"), std::string::npos);
+        // Completion per month, as the statistics of the command line count it (weeks start
+        // on the locale's first day, which may differ between the two processes).
+        const auto stats =
+            nlohmann::json::parse(dovrel({"stats", "Read", "--json"}).standardOutput);
+        const auto& months = stats["months"];
+        ASSERT_EQ(page.monthBars()->bars().size(), months.size());
+        EXPECT_DOUBLE_EQ(page.monthBars()->bars().back().rate, months.back()["rate"].get<double>());
+        EXPECT_FALSE(page.weekBars()->bars().empty());
+        const int monthPercent =
+            static_cast<int>(std::lround(months.back()["rate"].get<double>() * 100));
+        EXPECT_NE(
+            page.ratesText().toStdString().find(std::to_string(monthPercent) + "% this month"),
+            std::string::npos)
+            << page.ratesText().toStdString();
         const auto stored = storedHabits();
         EXPECT_EQ(page.progressRing()->progress(), stored[1]["progress"]);
         EXPECT_GT(page.chart()->pointCount(), 0);
