@@ -51,9 +51,10 @@ class Install : public ::testing::Test {
     static inline ProgramResult result_;
 };
 
-TEST_F(Install, InstallsBothProgramsTheirResourcesAndTheDesktopFile) {
-    EXPECT_TRUE(executable(prefix() / "bin/dovrel-notifyd"));
-    EXPECT_TRUE(executable(prefix() / "bin/dovrel"));
+TEST_F(Install, InstallsTheProgramsTheirResourcesAndTheDesktopFiles) {
+    for (const char* program : {"dovrel", "dovrel-notifyd", "dovrel-app", "dovrel-widget"}) {
+        EXPECT_TRUE(executable(prefix() / "bin" / program)) << program;
+    }
     EXPECT_TRUE(fs::is_regular_file(prefix() / "share/dovrel/colors.json"));
     EXPECT_TRUE(fs::is_regular_file(prefix() / "share/locale/en/LC_MESSAGES/dovrel.mo"));
     EXPECT_TRUE(fs::is_regular_file(prefix() / "share/locale/uk/LC_MESSAGES/dovrel.mo"));
@@ -61,9 +62,33 @@ TEST_F(Install, InstallsBothProgramsTheirResourcesAndTheDesktopFile) {
     // Only resources: nothing of the build tree's bookkeeping.
     EXPECT_FALSE(fs::exists(prefix() / "share/dovrel/CMakeFiles"));
     EXPECT_FALSE(fs::exists(prefix() / "share/dovrel/cmake_install.cmake"));
-    // The desktop file that the notifications' "desktop-entry" hint names.
-    EXPECT_NE(contentsOf(prefix() / "share/applications/dovrel.desktop").find("Exec=dovrel"),
+    // The desktop file that the notifications' "desktop-entry" hint names starts the
+    // application and takes its links; the widget has its own.
+    const std::string application = contentsOf(prefix() / "share/applications/dovrel.desktop");
+    EXPECT_NE(application.find("Exec=dovrel-app %u"), std::string::npos);
+    EXPECT_NE(application.find("MimeType=x-scheme-handler/dovrel-app;"), std::string::npos);
+    EXPECT_NE(contentsOf(prefix() / "share/applications/dovrel-widget.desktop")
+                  .find("X-GNOME-Autostart-enabled=true"),
               std::string::npos);
+}
+
+TEST_F(Install, InstallsTheLibraryWithItsHeadersAndPackageFiles) {
+    // The multiarch folder, or plain lib where the build has no architecture.
+    fs::path libdir = prefix() / "lib";
+    for (const auto& entry : fs::directory_iterator(prefix() / "lib")) {
+        if (entry.is_directory() && fs::exists(entry.path() / "pkgconfig")) {
+            libdir = entry.path();
+        }
+    }
+    EXPECT_TRUE(fs::is_regular_file(libdir / "libDovrelFoundation.so.0.1.0"));
+    EXPECT_TRUE(fs::is_symlink(libdir / "libDovrelFoundation.so.0"));
+    EXPECT_TRUE(fs::is_regular_file(libdir / "pkgconfig/dovrel-foundation.pc"));
+    EXPECT_TRUE(
+        fs::is_regular_file(libdir / "cmake/DovrelFoundation/DovrelFoundationConfig.cmake"));
+    EXPECT_TRUE(fs::is_regular_file(prefix() / "include/dovrel/DovrelFoundation/Model/Habit.h"));
+    EXPECT_TRUE(fs::is_regular_file(prefix() / "include/dovrel/platform/foundation/Date.h"));
+    // The Qt kit is not part of the library.
+    EXPECT_FALSE(fs::exists(prefix() / "include/dovrel/DovrelFoundation/UI"));
 }
 
 TEST_F(Install, TheUserUnitStartsTheInstalledDaemonOnItsBusName) {
