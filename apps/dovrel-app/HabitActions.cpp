@@ -31,6 +31,37 @@ void apply(Habit& habit, const HabitDraft& draft) {
     }
 }
 
+// What a save's completion hands on: nothing on success.
+std::function<void()> succeeded(const HabitActions::Done& done) {
+    return [done] {
+        if (done) {
+            done(std::nullopt);
+        }
+    };
+}
+
+// What a failed save hands on: its error.
+std::function<void(const Error&)> failed(const HabitActions::Done& done) {
+    return [done](const Error& error) {
+        if (done) {
+            done(error);
+        }
+    };
+}
+
+// After a save: the event (when there is one) and the habits' changed state for the widget,
+// the settings and the reminders, then `done`.
+std::function<void()> afterSave(const AppServices* services, std::optional<std::string> event,
+                                const HabitActions::Done& done) {
+    return [services, event = std::move(event), then = succeeded(done)] {
+        if (event) {
+            services->tracker().trackEvent(*event);
+        }
+        services->habitsChanged();
+        then();
+    };
+}
+
 }  // namespace
 
 HabitDraft draftOf(const Habit& habit) {
@@ -64,16 +95,9 @@ void HabitActions::toggleCheckmark(const std::shared_ptr<Habit>& habit, Date day
                 regularity(*habit), static_cast<double>(habit->progress(now)), checked,
                 daysSince(now, day));
             // A checkmark today can move the next reminder to a later day.
-            services->habitsChanged();
-            if (done) {
-                done(std::nullopt);
-            }
+            afterSave(services, std::nullopt, done)();
         },
-        [done](const Error& error) {
-            if (done) {
-                done(error);
-            }
-        });
+        failed(done));
 }
 
 void HabitActions::addHabit(
@@ -88,14 +112,14 @@ void HabitActions::addHabit(
             (*added)->setCreationDate(Clock::now());
             apply(**added, draft);
         },
-        [services, added, done] {
-            services->tracker().trackEvent(
-                MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_new_habit).rawValue());
-            services->habitsChanged();
-            if (done) {
-                done(*added, std::nullopt);
-            }
-        },
+        afterSave(
+            services,
+            std::string(MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_new_habit).rawValue()),
+            [added, done](std::optional<Error>) {
+                if (done) {
+                    done(*added, std::nullopt);
+                }
+            }),
         [done](const Error& error) {
             if (done) {
                 done(nullptr, error);
@@ -109,19 +133,10 @@ void HabitActions::editHabit(const std::shared_ptr<Habit>& habit, const HabitDra
     performChanges(
         services->viewContext(),
         [habit, draft](store::ManagedObjectContext&) { apply(*habit, draft); },
-        [services, done] {
-            services->tracker().trackEvent(
-                MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_habit).rawValue());
-            services->habitsChanged();
-            if (done) {
-                done(std::nullopt);
-            }
-        },
-        [done](const Error& error) {
-            if (done) {
-                done(error);
-            }
-        });
+        afterSave(services,
+                  std::string(MainApp::AddOrEdit(MainApp::AddOrEdit::name_save_habit).rawValue()),
+                  done),
+        failed(done));
 }
 
 void HabitActions::deleteHabit(const std::shared_ptr<Habit>& habit, Done done) const {
@@ -129,20 +144,12 @@ void HabitActions::deleteHabit(const std::shared_ptr<Habit>& habit, Done done) c
     performChanges(
         services->viewContext(),
         [habit](store::ManagedObjectContext& context) { context.deleteObject(habit); },
-        [services, done] {
-            services->tracker().trackEvent(
-                MainApp::DeleteHabit(MainApp::DeleteHabit::main_screen_habit_was_deleted)
-                    .rawValue());
-            services->habitsChanged();
-            if (done) {
-                done(std::nullopt);
-            }
-        },
-        [done](const Error& error) {
-            if (done) {
-                done(error);
-            }
-        });
+        afterSave(
+            services,
+            std::string(MainApp::DeleteHabit(MainApp::DeleteHabit::main_screen_habit_was_deleted)
+                            .rawValue()),
+            done),
+        failed(done));
 }
 
 }  // namespace dovrel::app

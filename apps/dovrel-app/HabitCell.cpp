@@ -5,6 +5,7 @@
 
 #include "DovrelFoundation/Appearance/ColorExtensions.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "platform/ui/Appearance.h"
 #include "platform/ui/View.h"
 
@@ -21,34 +22,27 @@ constexpr int kPastDayDiameter = 20;
 constexpr int kRingDiameter = 40;
 constexpr int kTodayDiameter = 30;
 
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
-
 }  // namespace
 
 HabitCell::HabitCell(QWidget* parent) : QWidget(parent) {
     setAttribute(Qt::WA_StyledBackground, false);
-    dot_ = make<QWidget>(this);
-    name_ = make<QLabel>(this);
+    dot_ = makeAnchored<QWidget>(this);
+    name_ = makeAnchored<QLabel>(this);
     QFont bold = name_->font();
     bold.setBold(true);
     bold.setPointSizeF(bold.pointSizeF() * 1.1);
     name_->setFont(bold);
-    interval_ = make<QLabel>(this);
-    question_ = make<QLabel>(this);
+    interval_ = makeAnchored<QLabel>(this);
+    question_ = makeAnchored<QLabel>(this);
     for (std::size_t index = 0; index < past_.size(); ++index) {
-        past_[index] = make<DayToggle>(this, kPastDayDiameter);
+        past_[index] = makeAnchored<DayToggle>(this, kPastDayDiameter);
         const int daysBeforeToday = kPastDays - static_cast<int>(index);
         DayToggle* toggle = past_[index];
         connect(toggle, &QAbstractButton::clicked, this,
                 [this, daysBeforeToday, toggle] { toggled(daysBeforeToday, toggle); });
     }
-    ring_ = make<ProgressRing>(this, kRingDiameter);
-    today_ = make<DayToggle>(this, kTodayDiameter);
+    ring_ = makeAnchored<ProgressRing>(this, kRingDiameter);
+    today_ = makeAnchored<DayToggle>(this, kTodayDiameter);
     connect(today_, &QAbstractButton::clicked, this, [this] { toggled(0, today_); });
 
     AnchoredView(dot_).pinSize(QSizeF(kDotSize, kDotSize));

@@ -14,6 +14,7 @@
 #include "DovrelFoundation/Appearance/ColorExtensions.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
 #include "DovrelFoundation/UI/Styles.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/DialogStyle.h"
 #include "platform/ui/Appearance.h"
@@ -34,13 +35,6 @@ constexpr int kSwatchDiameter = 30;
 // The presets of the interval menu, in its order.
 enum Preset { kEveryDay = 0, kPerWeek = 1, kPerDays = 2 };
 
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
-
 }  // namespace
 
 HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerProtocol& tracker,
@@ -53,7 +47,7 @@ HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerPro
     // One row per field: a label whose trailing edge lines up with the others, and the field.
     QWidget* above = nullptr;
     auto row = [&](const char* titleKey, QWidget* field, double fieldHeight = 0) {
-        auto* label = make<QLabel>(this, appText(titleKey));
+        auto* label = makeAnchored<QLabel>(this, appText(titleKey));
         label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         AnchoredView(label).pinLeadingEqualToSuperview(kMargin);
         AnchoredView(label).pinWidth(LayoutRelation::equal, kLabelWidth);
@@ -73,25 +67,25 @@ HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerPro
         return label;
     };
 
-    name_ = make<QLineEdit>(this, QString::fromStdString(draft.name));
+    name_ = makeAnchored<QLineEdit>(this, QString::fromStdString(draft.name));
     name_->setPlaceholderText(appText("App.Editor.NamePlaceholder"));
     name_->setMaxLength(200);
     row("App.Editor.Name", name_);
     AnchoredView(name_).pinTrailingEqualToSuperview(-kMargin);
-    question_ = make<QLineEdit>(this, QString::fromStdString(draft.question));
+    question_ = makeAnchored<QLineEdit>(this, QString::fromStdString(draft.question));
     question_->setPlaceholderText(appText("App.Editor.QuestionPlaceholder"));
     row("App.Editor.Question", question_);
     AnchoredView(question_).pinTrailingEqualToSuperview(-kMargin);
 
     // The colours, in the palette's order; the draft's colour is chosen.
-    auto* colours = make<QWidget>(this);
+    auto* colours = makeAnchored<QWidget>(this);
     row("App.Editor.Color", colours, kSwatchDiameter);
     AnchoredView(colours).pinTrailingEqualToSuperview(-kMargin);
     QWidget* previous = nullptr;
     const auto chosen = hex(draft.color);
     for (std::size_t index = 0; index < palette_.size(); ++index) {
         auto* swatch =
-            make<ColorSwatch>(colours, ui::qColor(palette_[index], style), kSwatchDiameter);
+            makeAnchored<ColorSwatch>(colours, ui::qColor(palette_[index], style), kSwatchDiameter);
         swatch->setAccessibleName(
             appText("App.Editor.ColorNumber", {{"number", std::to_string(index + 1)}}));
         swatch->setChecked(hex(palette_[index]) == chosen);
@@ -113,17 +107,17 @@ HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerPro
         previous = swatch;
     }
 
-    preset_ = make<QComboBox>(this);
+    preset_ = makeAnchored<QComboBox>(this);
     preset_->addItem(appText("App.Editor.EveryDay"));
     preset_->addItem(appText("App.Editor.TimesPerWeek"));
     preset_->addItem(appText("App.Editor.TimesInDays"));
     row("App.Editor.Repeat", preset_);
-    times_ = make<QSpinBox>(this);
+    times_ = makeAnchored<QSpinBox>(this);
     times_->setRange(1, 1000);
-    timesLabel_ = make<QLabel>(this, appText("App.Editor.Times"));
-    days_ = make<QSpinBox>(this);
+    timesLabel_ = makeAnchored<QLabel>(this, appText("App.Editor.Times"));
+    days_ = makeAnchored<QSpinBox>(this);
     days_->setRange(1, 3650);
-    daysLabel_ = make<QLabel>(this, appText("App.Editor.Days"));
+    daysLabel_ = makeAnchored<QLabel>(this, appText("App.Editor.Days"));
     AnchoredView(times_).pinLeading(LayoutRelation::equal, AnchoredView(preset_).trailingAnchor(),
                                     kRowSpacing);
     AnchoredView(times_).pinCenterY(LayoutRelation::equal, AnchoredView(preset_));
@@ -147,16 +141,17 @@ HabitEditor::HabitEditor(Mode mode, const HabitDraft& draft, AnalyticsTrackerPro
         days_->setValue(draft.days);
     }
 
-    remind_ = make<QCheckBox>(this, appText("App.Editor.RemindMe"));
+    remind_ = makeAnchored<QCheckBox>(this, appText("App.Editor.RemindMe"));
     remind_->setChecked(draft.remind);
     row("App.Editor.Reminder", remind_);
-    time_ = make<QTimeEdit>(this, QTime(draft.remindHour, draft.remindMinute));
+    time_ = makeAnchored<QTimeEdit>(this, QTime(draft.remindHour, draft.remindMinute));
     time_->setDisplayFormat("HH:mm");
     AnchoredView(time_).pinLeading(LayoutRelation::equal, AnchoredView(remind_).trailingAnchor(),
                                    kRowSpacing);
     AnchoredView(time_).pinCenterY(LayoutRelation::equal, AnchoredView(remind_));
 
-    buttons_ = make<QDialogButtonBox>(this, QDialogButtonBox::Save | QDialogButtonBox::Cancel);
+    buttons_ =
+        makeAnchored<QDialogButtonBox>(this, QDialogButtonBox::Save | QDialogButtonBox::Cancel);
     buttons_->button(QDialogButtonBox::Save)->setText(appText("App.Editor.Save"));
     buttons_->button(QDialogButtonBox::Cancel)->setText(appText("App.Editor.Cancel"));
     AnchoredView(buttons_).pinTop(LayoutRelation::greaterThanOrEqual,

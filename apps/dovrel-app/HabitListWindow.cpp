@@ -17,6 +17,7 @@
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
 #include "DovrelFoundation/UI/OverridableUserInterfaceStyle.h"
 #include "DovrelFoundation/UI/Styles.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/DialogStyle.h"
@@ -41,13 +42,6 @@ using ui::LayoutRelation;
 
 constexpr const char* kCellIdentifier = "HabitCell";
 constexpr double kMargin = 16;
-
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
 
 QString dayTitle(Date day) {
     return QString::fromStdString(Region::current().format(day, "EEEE, d MMMM"));
@@ -150,7 +144,7 @@ HabitListWindow::HabitListWindow(AppServices& services, QWidget* parent)
     setMinimumSize(QSize(600, 280));
     resize(size.expandedTo(minimumSize()));
 
-    message_ = make<QLabel>(content);
+    message_ = makeAnchored<QLabel>(content);
     message_->setWordWrap(true);
     message_->setAlignment(Qt::AlignCenter);
     message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -172,24 +166,24 @@ HabitListWindow::~HabitListWindow() = default;
 
 void HabitListWindow::buildList() {
     QWidget* content = centralWidget();
-    auto* title = make<QLabel>(content, appText("App.List.Title"));
+    auto* title = makeAnchored<QLabel>(content, appText("App.List.Title"));
     QFont large = title->font();
     large.setPointSizeF(large.pointSizeF() * 1.6);
     large.setBold(true);
     title->setFont(large);
-    auto* date = make<QLabel>(content, dayTitle(Clock::now()));
+    auto* date = makeAnchored<QLabel>(content, dayTitle(Clock::now()));
     date->setObjectName("date");
     ui::setAssetColor(date, QPalette::WindowText, foregroundGray());
-    auto* settingsButton = make<QPushButton>(content, appText("App.List.Settings"));
+    auto* settingsButton = makeAnchored<QPushButton>(content, appText("App.List.Settings"));
     settingsButton->setFocusPolicy(Qt::NoFocus);
-    auto* add = make<QPushButton>(content, appText("App.List.Add"));
+    auto* add = makeAnchored<QPushButton>(content, appText("App.List.Add"));
     add->setToolTip(QKeySequence(QKeySequence::New).toString(QKeySequence::NativeText));
     add->setFocusPolicy(Qt::NoFocus);
-    filter_ = make<QLineEdit>(content);
+    filter_ = makeAnchored<QLineEdit>(content);
     filter_->setPlaceholderText(appText("App.List.FilterPlaceholder"));
     filter_->setClearButtonEnabled(true);
     filter_->hide();
-    table_ = make<ui::TableView>(content);
+    table_ = makeAnchored<ui::TableView>(content);
     table_->setRowHeight(HabitCell::kHeight);
     table_->setAllowsReordering(false);
     table_->registerCell(kCellIdentifier, [] { return new HabitCell; });

@@ -22,6 +22,7 @@
 #include "DovrelFoundation/Reminders/HabitReminderIdentifiers.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
 #include "DovrelFoundation/UI/Styles.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/DialogStyle.h"
@@ -40,13 +41,6 @@ using ui::LayoutRelation;
 
 constexpr double kMargin = 20;
 constexpr double kSpacing = 12;
-
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
 
 // A dot of the habit's colour.
 class ColorDot final : public QWidget {
@@ -88,11 +82,11 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
     setObjectName("HabitPage");
     month_ = onlyMonth(Clock::now());
 
-    auto* dot = make<ColorDot>(this);
+    auto* dot = makeAnchored<ColorDot>(this);
     dot_ = dot;
     AnchoredView(dot_).pinSize(QSizeF(16, 16));
     AnchoredView(dot_).pinLeadingEqualToSuperview(kMargin);
-    name_ = make<QLabel>(this);
+    name_ = makeAnchored<QLabel>(this);
     QFont large = name_->font();
     large.setPointSizeF(large.pointSizeF() * 1.5);
     large.setBold(true);
@@ -101,34 +95,34 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
     AnchoredView(name_).pinTopEqualToSuperview(kMargin);
     AnchoredView(name_).pinTrailingLessThanOrEqualToSuperview(-kMargin);
     AnchoredView(dot_).pinCenterY(LayoutRelation::equal, AnchoredView(name_));
-    details_ = make<QLabel>(this);
+    details_ = makeAnchored<QLabel>(this);
     details_->setWordWrap(true);
     AnchoredView(details_).pinLeading(LayoutRelation::equal, AnchoredView(name_));
     AnchoredView(details_).pinTop(LayoutRelation::equal, AnchoredView(name_).bottomAnchor(), 4);
     AnchoredView(details_).pinTrailingEqualToSuperview(-kMargin);
 
     // Left column: progress and streaks, then the chart; right column: the month.
-    ring_ = make<ProgressRing>(this, 84);
+    ring_ = makeAnchored<ProgressRing>(this, 84);
     AnchoredView(ring_).pinLeadingEqualToSuperview(kMargin);
     AnchoredView(ring_).pinTop(LayoutRelation::equal, AnchoredView(details_).bottomAnchor(),
                                2 * kSpacing);
-    progressText_ = make<QLabel>(this);
+    progressText_ = makeAnchored<QLabel>(this);
     AnchoredView(progressText_)
         .pinLeading(LayoutRelation::equal, AnchoredView(ring_).trailingAnchor(), kSpacing);
     AnchoredView(progressText_).pinTop(LayoutRelation::equal, AnchoredView(ring_));
-    streaks_ = make<QLabel>(this);
+    streaks_ = makeAnchored<QLabel>(this);
     streaks_->setWordWrap(true);
     AnchoredView(streaks_).pinLeading(LayoutRelation::equal, AnchoredView(progressText_));
     AnchoredView(streaks_).pinTop(LayoutRelation::equal, AnchoredView(progressText_).bottomAnchor(),
                                   6);
 
     // Completion of the recent weeks and months, below the streaks.
-    rates_ = make<QLabel>(this);
+    rates_ = makeAnchored<QLabel>(this);
     AnchoredView(rates_).pinLeading(LayoutRelation::equal, AnchoredView(ring_));
     AnchoredView(rates_).pinTop(LayoutRelation::equal, AnchoredView(ring_).bottomAnchor(),
                                 2 * kSpacing);
-    weekBars_ = make<CompletionBars>(this);
-    monthBars_ = make<CompletionBars>(this);
+    weekBars_ = makeAnchored<CompletionBars>(this);
+    monthBars_ = makeAnchored<CompletionBars>(this);
     QWidget* above = rates_;
     for (CompletionBars* bars : {weekBars_, monthBars_}) {
         AnchoredView(bars).pinLeading(LayoutRelation::equal, AnchoredView(ring_));
@@ -136,7 +130,7 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
         AnchoredView(bars).pinHeight(LayoutRelation::equal, 30.0);
         AnchoredView(bars).pinWidth(LayoutRelation::equal, 260.0);
         // What the row counts, beside it.
-        auto* caption = make<QLabel>(
+        auto* caption = makeAnchored<QLabel>(
             this, appText(bars == weekBars_ ? "App.Page.WeeksCaption" : "App.Page.MonthsCaption"));
         ui::setAssetColor(caption, QPalette::WindowText, foregroundGray());
         AnchoredView(caption).pinLeading(LayoutRelation::equal, AnchoredView(bars).trailingAnchor(),
@@ -145,11 +139,11 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
         above = bars;
     }
 
-    calendar_ = make<MonthCalendar>(this);
+    calendar_ = makeAnchored<MonthCalendar>(this);
     AnchoredView(calendar_).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(calendar_).pinSize(QSizeF(calendar_->sizeHint()));
-    auto* previous = make<QPushButton>(this, QStringLiteral("‹"));
-    auto* next = make<QPushButton>(this, QStringLiteral("›"));
+    auto* previous = makeAnchored<QPushButton>(this, QStringLiteral("‹"));
+    auto* next = makeAnchored<QPushButton>(this, QStringLiteral("›"));
     for (QPushButton* button : {previous, next}) {
         button->setFlat(true);
         button->setFocusPolicy(Qt::NoFocus);
@@ -157,7 +151,7 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
     }
     previous->setToolTip(QKeySequence(QKeySequence::MoveToPreviousPage).toString());
     next->setToolTip(QKeySequence(QKeySequence::MoveToNextPage).toString());
-    monthTitle_ = make<QLabel>(this);
+    monthTitle_ = makeAnchored<QLabel>(this);
     monthTitle_->setAlignment(Qt::AlignCenter);
     AnchoredView(previous).pinLeading(LayoutRelation::equal, AnchoredView(calendar_));
     AnchoredView(next).pinTrailing(LayoutRelation::equal, AnchoredView(calendar_));
@@ -174,14 +168,14 @@ HabitPage::HabitPage(AppServices& services, std::shared_ptr<Habit> habit, QWidge
                      -kMargin);
 
     // The chart spans the page below the month.
-    chart_ = make<ScoreChart>(this);
+    chart_ = makeAnchored<ScoreChart>(this);
     AnchoredView(chart_).pinLeadingEqualToSuperview(kMargin - 6);
     AnchoredView(chart_).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(chart_).pinTop(LayoutRelation::equal, AnchoredView(calendar_).bottomAnchor(),
                                 kSpacing);
     AnchoredView(chart_).pinHeight(LayoutRelation::equal, 210.0);
 
-    reminders_ = make<QLabel>(this);
+    reminders_ = makeAnchored<QLabel>(this);
     reminders_->setWordWrap(true);
     reminders_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     AnchoredView(reminders_).pinLeadingEqualToSuperview(kMargin);

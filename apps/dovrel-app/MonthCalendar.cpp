@@ -4,6 +4,7 @@
 
 #include "DovrelFoundation/Progress/DateExtensions.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "platform/foundation/Region.h"
 #include "platform/ui/View.h"
 
@@ -14,13 +15,6 @@ namespace {
 using ui::LayoutRelation;
 
 constexpr int kDiameter = 28;
-
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
 
 }  // namespace
 
@@ -36,14 +30,14 @@ namespace {}  // namespace
 MonthCalendar::MonthCalendar(QWidget* parent) : QWidget(parent) {
     const int rowHeight = kCellSize;
     for (int column = 0; column < 7; ++column) {
-        weekdays_[column] = make<QLabel>(this);
+        weekdays_[column] = makeAnchored<QLabel>(this);
         weekdays_[column]->setAlignment(Qt::AlignCenter);
         AnchoredView(weekdays_[column]).pinSize(QSizeF(kCellSize, 18));
         AnchoredView(weekdays_[column]).pinLeadingEqualToSuperview(column * kCellSize);
         AnchoredView(weekdays_[column]).pinTopEqualToSuperview();
     }
     for (int slot = 0; slot < 7 * kWeeks; ++slot) {
-        auto* toggle = make<DayToggle>(this, kDiameter);
+        auto* toggle = makeAnchored<DayToggle>(this, kDiameter);
         const int column = slot % 7;
         const int row = slot / 7;
         const int inset = (kCellSize - kDiameter) / 2;

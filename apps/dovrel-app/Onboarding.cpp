@@ -4,6 +4,7 @@
 #include <QPushButton>
 
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/DialogStyle.h"
@@ -19,18 +20,11 @@ using ui::LayoutRelation;
 constexpr double kMargin = 24;
 constexpr int kWidth = 520;
 
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
-
 }  // namespace
 
 OnboardingDialog::OnboardingDialog(QWidget* parent) : QDialog(parent) {
     setWindowTitle(appText("App.Onboarding.Title"));
-    auto* title = make<QLabel>(this, appText("App.Onboarding.Title"));
+    auto* title = makeAnchored<QLabel>(this, appText("App.Onboarding.Title"));
     QFont large = title->font();
     large.setPointSizeF(large.pointSizeF() * 1.5);
     large.setBold(true);
@@ -41,7 +35,7 @@ OnboardingDialog::OnboardingDialog(QWidget* parent) : QDialog(parent) {
     for (const char* key :
          {"App.Onboarding.Habits", "App.Onboarding.Score", "App.Onboarding.Keys"}) {
         // The text wraps at the dialog's width less its margins, and is as tall as it needs there.
-        auto* text = make<ui::WrappingLabel>(this);
+        auto* text = makeAnchored<ui::WrappingLabel>(this);
         text->setText(appText(key));
         text->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         text->setPreferredMaxLayoutWidth(kWidth - 2 * static_cast<int>(kMargin));
@@ -50,7 +44,7 @@ OnboardingDialog::OnboardingDialog(QWidget* parent) : QDialog(parent) {
         AnchoredView(text).pinTop(LayoutRelation::equal, AnchoredView(above).bottomAnchor(), 12);
         above = text;
     }
-    auto* start = make<QPushButton>(this, appText("App.Onboarding.Start"));
+    auto* start = makeAnchored<QPushButton>(this, appText("App.Onboarding.Start"));
     start->setDefault(true);
     AnchoredView(start).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(start).pinTop(LayoutRelation::greaterThanOrEqual,

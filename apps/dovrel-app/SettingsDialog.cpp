@@ -17,6 +17,7 @@
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
 #include "DovrelFoundation/UI/Styles.h"
 #include "DovrelFoundation/Version.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/DialogStyle.h"
@@ -35,13 +36,6 @@ constexpr double kMargin = 20;
 constexpr double kSpacing = 12;
 constexpr double kLabelWidth = 120;
 
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
-
 // The style menu's entries, in order.
 constexpr UserInterfaceStyle kStyles[] = {UserInterfaceStyle::unspecified,
                                           UserInterfaceStyle::light, UserInterfaceStyle::dark};
@@ -56,7 +50,7 @@ SettingsDialog::SettingsDialog(AppServices& services,
 
     QWidget* above = nullptr;
     auto row = [&](const char* titleKey, QWidget* field) {
-        auto* label = make<QLabel>(this, appText(titleKey));
+        auto* label = makeAnchored<QLabel>(this, appText(titleKey));
         label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         AnchoredView(label).pinLeadingEqualToSuperview(kMargin);
         AnchoredView(label).pinWidth(LayoutRelation::equal, kLabelWidth);
@@ -73,7 +67,7 @@ SettingsDialog::SettingsDialog(AppServices& services,
         above = field;
     };
 
-    style_ = make<QComboBox>(this);
+    style_ = makeAnchored<QComboBox>(this);
     style_->addItem(appText("App.Settings.StyleSystem"));
     style_->addItem(appText("App.Settings.StyleLight"));
     style_->addItem(appText("App.Settings.StyleDark"));
@@ -86,28 +80,28 @@ SettingsDialog::SettingsDialog(AppServices& services,
     }
     row("App.Settings.Style", style_);
 
-    reminders_ = make<QCheckBox>(this, appText("App.Settings.RemindersOn"));
+    reminders_ = makeAnchored<QCheckBox>(this, appText("App.Settings.RemindersOn"));
     reminders_->setChecked(services_.hasStore() && services_.notificationCenterReady() &&
                            services_.notificationCenter().remindersEnabled());
     reminders_->setEnabled(services_.hasStore() && services_.notificationCenterReady());
     row("App.Settings.Reminders", reminders_);
 
-    auto* backup = make<QPushButton>(this, appText("App.Settings.Backup"));
+    auto* backup = makeAnchored<QPushButton>(this, appText("App.Settings.Backup"));
     backup->setEnabled(services_.hasStore());
     row("App.Settings.Data", backup);
-    auto* restore = make<QPushButton>(this, appText("App.Settings.Restore"));
+    auto* restore = makeAnchored<QPushButton>(this, appText("App.Settings.Restore"));
     restore->setEnabled(services_.hasStore());
     AnchoredView(restore).pinLeading(LayoutRelation::equal, AnchoredView(backup).trailingAnchor(),
                                      8);
     AnchoredView(restore).pinCenterY(LayoutRelation::equal, AnchoredView(backup));
 
-    auto* about = make<QLabel>(
+    auto* about = makeAnchored<QLabel>(
         this, appText("App.Settings.AboutText", {{"version", std::string(libraryVersion())}}));
     about->setWordWrap(true);
     row("App.Settings.About", about);
     AnchoredView(about).pinTrailingEqualToSuperview(-kMargin);
 
-    status_ = make<QLabel>(this);
+    status_ = makeAnchored<QLabel>(this);
     status_->setObjectName("status");
     status_->setWordWrap(true);
     status_->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -116,7 +110,7 @@ SettingsDialog::SettingsDialog(AppServices& services,
     AnchoredView(status_).pinTop(LayoutRelation::equal, AnchoredView(about).bottomAnchor(),
                                  2 * kSpacing);
 
-    auto* close = make<QDialogButtonBox>(this, QDialogButtonBox::Close);
+    auto* close = makeAnchored<QDialogButtonBox>(this, QDialogButtonBox::Close);
     close->button(QDialogButtonBox::Close)->setText(appText("App.Settings.Close"));
     AnchoredView(close).pinTop(LayoutRelation::greaterThanOrEqual,
                                AnchoredView(status_).bottomAnchor(), kSpacing);

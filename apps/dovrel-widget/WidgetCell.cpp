@@ -5,6 +5,7 @@
 
 #include "DovrelFoundation/Appearance/ColorExtensions.h"
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "platform/ui/Appearance.h"
 #include "platform/ui/View.h"
 
@@ -19,21 +20,14 @@ constexpr int kDotSize = 10;
 constexpr int kToggleDiameter = 24;
 constexpr int kProgressWidth = 30;
 
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
-
 }  // namespace
 
 WidgetCell::WidgetCell(QWidget* parent) : QWidget(parent) {
-    dot_ = make<QWidget>(this);
-    name_ = make<QLabel>(this);
-    progress_ = make<QLabel>(this);
+    dot_ = app::makeAnchored<QWidget>(this);
+    name_ = app::makeAnchored<QLabel>(this);
+    progress_ = app::makeAnchored<QLabel>(this);
     progress_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    today_ = make<app::DayToggle>(this, kToggleDiameter);
+    today_ = app::makeAnchored<app::DayToggle>(this, kToggleDiameter);
     connect(today_, &QAbstractButton::clicked, this, [this] {
         if (handler_) {
             handler_();

@@ -19,6 +19,7 @@
 #include "DovrelFoundation/UI/HasLayoutAnchors.h"
 #include "DovrelFoundation/UI/OverridableUserInterfaceStyle.h"
 #include "DovrelFoundation/UI/Styles.h"
+#include "apps/dovrel-app/AnchoredWidget.h"
 #include "apps/dovrel-app/AppServices.h"
 #include "apps/dovrel-app/AppText.h"
 #include "apps/dovrel-app/RecentCheckmarks.h"
@@ -40,13 +41,6 @@ using ui::LayoutRelation;
 constexpr const char* kCellIdentifier = "WidgetCell";
 constexpr double kMargin = 12;
 constexpr const char* kWidgetKind = "HabitWidget";
-
-template <typename Widget, typename... Arguments>
-Widget* make(QWidget* parent, Arguments&&... arguments) {
-    auto* widget = new Widget(std::forward<Arguments>(arguments)..., parent);
-    ui::View(widget).setTranslatesAutoresizingMaskIntoConstraints(false);
-    return widget;
-}
 
 QString dayTitle(Date day) {
     return QString::fromStdString(Region::current().format(day, "EEEE, d MMMM"));
@@ -105,14 +99,14 @@ WidgetWindow::WidgetWindow(app::AppServices& services, Options options, QWidget*
         services_.settings().selectedUserInterfaceStyle().value_or(
             UserInterfaceStyle::unspecified));
 
-    title_ = make<QLabel>(this);
+    title_ = app::makeAnchored<QLabel>(this);
     QFont bold = title_->font();
     bold.setBold(true);
     title_->setFont(bold);
     AnchoredView(title_).pinLeadingEqualToSuperview(kMargin);
     AnchoredView(title_).pinTopEqualToSuperview(10);
     AnchoredView(title_).pinTrailingLessThanOrEqualToSuperview(-kMargin);
-    message_ = make<QLabel>(this);
+    message_ = app::makeAnchored<QLabel>(this);
     message_->setWordWrap(true);
     message_->setAlignment(Qt::AlignCenter);
     ui::setAssetColor(message_, QPalette::WindowText, foregroundGray());
@@ -120,7 +114,7 @@ WidgetWindow::WidgetWindow(app::AppServices& services, Options options, QWidget*
     AnchoredView(message_).pinTrailingEqualToSuperview(-kMargin);
     AnchoredView(message_).pinCenterYEqualToSuperview(10);
     message_->hide();
-    auto* grip = make<QSizeGrip>(this);
+    auto* grip = app::makeAnchored<QSizeGrip>(this);
     AnchoredView(grip).pinTrailingEqualToSuperview();
     AnchoredView(grip).pinBottomEqualToSuperview();
     AnchoredView(grip).pinSize(QSizeF(14, 14));
@@ -172,7 +166,7 @@ WidgetWindow::~WidgetWindow() {
 }
 
 void WidgetWindow::buildList() {
-    table_ = make<ui::TableView>(this);
+    table_ = app::makeAnchored<ui::TableView>(this);
     table_->setRowHeight(WidgetCell::kHeight);
     table_->setAllowsReordering(false);
     table_->setFrameShape(QFrame::NoFrame);
@@ -209,13 +203,13 @@ void WidgetWindow::buildCompact(const std::string& wanted) {
         showMessage(app::appText("Widget.NoSuchHabit", {{"habit", wanted}}));
         return;
     }
-    compactRing_ = make<app::ProgressRing>(this, 72);
-    compactName_ = make<QLabel>(this);
+    compactRing_ = app::makeAnchored<app::ProgressRing>(this, 72);
+    compactName_ = app::makeAnchored<QLabel>(this);
     compactName_->setAlignment(Qt::AlignCenter);
     QFont bold = compactName_->font();
     bold.setBold(true);
     compactName_->setFont(bold);
-    compactToggle_ = make<app::DayToggle>(this, 36);
+    compactToggle_ = app::makeAnchored<app::DayToggle>(this, 36);
     AnchoredView(compactRing_).pinCenterXEqualToSuperview();
     AnchoredView(compactRing_)
         .pinTop(LayoutRelation::equal, AnchoredView(title_).bottomAnchor(), 10);

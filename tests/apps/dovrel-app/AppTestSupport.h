@@ -26,6 +26,7 @@
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/ui/table/TableView.h"
 #include "tests/platform/ui/QtTestApplication.h"
+#include "tests/support/QtEvents.h"
 #include "tests/support/RecordingAnalyticsService.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/ScopedEnvironment.h"
@@ -33,21 +34,7 @@
 
 namespace dovrel::app::test {
 
-// Runs Qt's events (and with them the main queue) until `condition` holds or `milliseconds`
-// pass; answers whether it held.
-inline bool waitUntil(const std::function<bool()>& condition, int milliseconds = 5000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > milliseconds) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        MainRunLoop::runPending();
-        QTest::qWait(2);
-    }
-    return true;
-}
+using testing::waitUntil;
 
 class AppTest : public ::testing::Test {
   protected:

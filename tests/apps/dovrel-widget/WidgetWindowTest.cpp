@@ -23,6 +23,7 @@
 #include "platform/ui/table/TableView.h"
 #include "tests/platform/ui/QtTestApplication.h"
 #include "tests/support/FileContents.h"
+#include "tests/support/QtEvents.h"
 #include "tests/support/RecordingAnalyticsService.h"
 #include "tests/support/RunProgram.h"
 #include "tests/support/ScopedEnvironment.h"
@@ -31,19 +32,7 @@
 namespace dovrel::widget::test {
 namespace {
 
-bool waitUntil(const std::function<bool()>& condition, int milliseconds = 5000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > milliseconds) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        MainRunLoop::runPending();
-        QTest::qWait(2);
-    }
-    return true;
-}
+using testing::waitUntil;
 
 class WidgetWindowTest : public ::testing::Test {
   protected:

@@ -15,24 +15,13 @@
 #include "platform/ui/table/TableView.h"
 #include "platform/widgets/WidgetCenter.h"
 #include "tests/platform/ui/QtTestApplication.h"
+#include "tests/support/QtEvents.h"
 #include "tests/support/RunProgram.h"
 
 namespace dovrel::widget::test {
 namespace {
 
-bool waitUntil(const std::function<bool()>& condition, int milliseconds) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > milliseconds) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        MainRunLoop::runPending();
-        QTest::qWait(2);
-    }
-    return true;
-}
+using testing::waitUntil;
 
 TEST(WidgetReload, TheWidgetReloadsOnTheSignalForItsKindAndForEveryWidget) {
     ui::test::application();
