@@ -31,6 +31,7 @@
 #include "apps/dovrel-app/QtMainLoopBridge.h"
 #include "bench/support/BenchFolder.h"
 #include "bench/support/Figures.h"
+#include "bench/support/PaintCounter.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/Clock.h"
 #include "platform/ui/table/TableView.h"
@@ -213,19 +214,7 @@ BENCHMARK(BM_StartToFirstPaintedList)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(kStarts);
 
-// Sees the paints of one widget.
-class PaintCounter final : public QObject {
-  public:
-    int paints = 0;
-
-  protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Paint) {
-            ++paints;
-        }
-        return QObject::eventFilter(watched, event);
-    }
-};
+using dovrel::bench::PaintCounter;
 
 void BM_ClickToRepaintedToggle(benchmark::State& state) {
     const auto store = storePath();

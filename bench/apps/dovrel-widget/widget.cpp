@@ -30,6 +30,7 @@
 #include "apps/dovrel-widget/WidgetWindow.h"
 #include "bench/support/BenchFolder.h"
 #include "bench/support/Figures.h"
+#include "bench/support/PaintCounter.h"
 #include "platform/dispatch/MainRunLoop.h"
 #include "platform/foundation/Clock.h"
 #include "platform/ui/table/TableView.h"
@@ -83,19 +84,7 @@ void makeStore() {
     context.save();
 }
 
-// Sees the paints of one widget.
-class PaintCounter final : public QObject {
-  public:
-    int paints = 0;
-
-  protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() == QEvent::Paint) {
-            ++paints;
-        }
-        return QObject::eventFilter(watched, event);
-    }
-};
+using dovrel::bench::PaintCounter;
 
 void BM_SaveElsewhereToRepaintedRow(benchmark::State& state) {
     makeStore();

@@ -1,8 +1,9 @@
 #pragma once
 
-// What the application's tests share: a private data folder, the real services on a store file in
-// it, the window, a way to wait for the main queue and Qt's events, and the command-line program
-// as a second process and as an independent reader of the store.
+// What the application's and the widget's tests share (DesktopTest): a private data folder, the
+// real services, a way to wait for the main queue and Qt's events, the analytics they report,
+// and the command-line program as a second process and as an independent reader of the store.
+// AppTest adds the application's window on a store file of the test's own.
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -36,7 +37,7 @@ namespace dovrel::app::test {
 
 using testing::waitUntil;
 
-class AppTest : public ::testing::Test {
+class DesktopTest : public ::testing::Test {
   protected:
     void SetUp() override {
         ui::test::application();
@@ -47,7 +48,7 @@ class AppTest : public ::testing::Test {
     }
 
     void TearDown() override {
-        window_.reset();
+        closeWindows();
         if (services_ && services_->hasStore()) {
             // Reschedulings run one after another: the completion of one more means that every
             // one the test started is over before the services go.
@@ -61,27 +62,26 @@ class AppTest : public ::testing::Test {
         ui::TableView::setAnimationsEnabled(std::nullopt);
     }
 
-    std::filesystem::path store() const { return scratch_.path() / "Habit.sqlite"; }
+    // The test's windows go before the services they use.
+    virtual void closeWindows() = 0;
+    // What the command line is given to find the test's store.
+    virtual std::vector<std::string> storeArguments() const = 0;
 
-    // The services and the window on the test's store.
-    HabitListWindow& open() {
+    // Services that report to analytics_, without counting a launch.
+    AppServices::Options serviceOptions(AppServices::Mode mode) const {
         AppServices::Options options;
-        options.storePath = store();
+        options.mode = mode;
         options.countsLaunch = false;
         options.analyticsServices.push_back(analytics_);
-        services_ = std::make_unique<AppServices>(options);
-        window_ = std::make_unique<HabitListWindow>(*services_);
-        window_->resize(760, 520);
-        window_->show();
-        waitUntil([] { return false; }, 50);
-        return *window_;
+        return options;
     }
 
-    // `dovrel ARGUMENTS... --store <the test's store>`, as another process.
+    // `dovrel ARGUMENTS...` on the test's store, as another process.
     testing::ProgramResult dovrel(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), DOVREL_CLI_PATH);
-        arguments.push_back("--store");
-        arguments.push_back(store().string());
+        for (auto& argument : storeArguments()) {
+            arguments.push_back(std::move(argument));
+        }
         return testing::runProgram(arguments,
                                    {{"XDG_DATA_HOME", (scratch_.path() / "data").string()},
                                     {"HOME", scratch_.path().string()},
@@ -99,17 +99,7 @@ class AppTest : public ::testing::Test {
         return nlohmann::json::parse(result.standardOutput);
     }
 
-    std::size_t rows() const { return window_->tableView()->numberOfRows(0); }
-
-    testing::TemporaryDirectory scratch_;
-    testing::ScopedEnvironment dataHome_{"XDG_DATA_HOME", (scratch_.path() / "data").string()};
-    testing::ScopedEnvironment configHome_{"XDG_CONFIG_HOME",
-                                           (scratch_.path() / "config").string()};
-    testing::ScopedEnvironment home_{"HOME", scratch_.path().string()};
-    testing::ScopedEnvironment bus_{"DBUS_SESSION_BUS_ADDRESS", std::nullopt};
-    // What the application reports, in order.
-    std::shared_ptr<testing::RecordingAnalyticsService> analytics_ =
-        std::make_shared<testing::RecordingAnalyticsService>();
+    // The names of the analytics events reported, in order.
     std::vector<std::string> eventNames() const {
         std::vector<std::string> names;
         for (const auto& event : analytics_->events) {
@@ -117,8 +107,42 @@ class AppTest : public ::testing::Test {
         }
         return names;
     }
+
+    testing::TemporaryDirectory scratch_;
+    testing::ScopedEnvironment dataHome_{"XDG_DATA_HOME", (scratch_.path() / "data").string()};
+    testing::ScopedEnvironment configHome_{"XDG_CONFIG_HOME",
+                                           (scratch_.path() / "config").string()};
+    testing::ScopedEnvironment home_{"HOME", scratch_.path().string()};
+    testing::ScopedEnvironment bus_{"DBUS_SESSION_BUS_ADDRESS", std::nullopt};
+    std::shared_ptr<testing::RecordingAnalyticsService> analytics_ =
+        std::make_shared<testing::RecordingAnalyticsService>();
     std::unique_ptr<QtMainLoopBridge> bridge_;
     std::unique_ptr<AppServices> services_;
+};
+
+class AppTest : public DesktopTest {
+  protected:
+    void closeWindows() override { window_.reset(); }
+    std::vector<std::string> storeArguments() const override {
+        return {"--store", store().string()};
+    }
+
+    std::filesystem::path store() const { return scratch_.path() / "Habit.sqlite"; }
+
+    // The services and the window on the test's store.
+    HabitListWindow& open() {
+        auto options = serviceOptions(AppServices::Mode::application);
+        options.storePath = store();
+        services_ = std::make_unique<AppServices>(options);
+        window_ = std::make_unique<HabitListWindow>(*services_);
+        window_->resize(760, 520);
+        window_->show();
+        waitUntil([] { return false; }, 50);
+        return *window_;
+    }
+
+    std::size_t rows() const { return window_->tableView()->numberOfRows(0); }
+
     std::unique_ptr<HabitListWindow> window_;
 };
 

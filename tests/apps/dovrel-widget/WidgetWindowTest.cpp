@@ -21,6 +21,7 @@
 #include "platform/foundation/Clock.h"
 #include "platform/foundation/Region.h"
 #include "platform/ui/table/TableView.h"
+#include "tests/apps/dovrel-app/AppTestSupport.h"
 #include "tests/platform/ui/QtTestApplication.h"
 #include "tests/support/FileContents.h"
 #include "tests/support/QtEvents.h"
@@ -32,42 +33,22 @@
 namespace dovrel::widget::test {
 namespace {
 
-using testing::waitUntil;
+using app::test::waitUntil;
 
-class WidgetWindowTest : public ::testing::Test {
+class WidgetWindowTest : public app::test::DesktopTest {
   protected:
-    void SetUp() override {
-        ui::test::application();
-        std::setlocale(LC_MESSAGES, "en_US.UTF-8");
-        ui::TableView::setAnimationsEnabled(false);
-        bridge_ = std::make_unique<app::QtMainLoopBridge>();
-    }
+    void closeWindows() override { window_.reset(); }
+    // The widget's store is the application's own, where the command line looks by default.
+    std::vector<std::string> storeArguments() const override { return {}; }
 
-    void TearDown() override {
-        window_.reset();
-        if (services_ && services_->hasStore()) {
-            std::atomic<bool> done = false;
-            services_->remindersScheduler().rescheduleRemindersForAllHabits(
-                {}, [&done] { done = true; });
-            waitUntil([&] { return done.load(); }, 20000);
-        }
-        services_.reset();
-        bridge_.reset();
-        ui::TableView::setAnimationsEnabled(std::nullopt);
-    }
-
-    // The store the widget opens: the application group's own.
     std::filesystem::path store() const {
         return scratch_.path() / "data" / "group.app.dovrel.Dovrel" / "Habit.sqlite";
     }
 
     WidgetWindow& open(WidgetWindow::Options options = {}) {
         options.listensForReloads = false;
-        app::AppServices::Options serviceOptions;
-        serviceOptions.mode = app::AppServices::Mode::widget;
-        serviceOptions.countsLaunch = false;
-        serviceOptions.analyticsServices.push_back(analytics_);
-        services_ = std::make_unique<app::AppServices>(serviceOptions);
+        services_ =
+            std::make_unique<app::AppServices>(serviceOptions(app::AppServices::Mode::widget));
         window_ = std::make_unique<WidgetWindow>(*services_, options);
         window_->resize(300, 360);
         window_->show();
@@ -75,37 +56,8 @@ class WidgetWindowTest : public ::testing::Test {
         return *window_;
     }
 
-    // `dovrel ARGUMENTS...` on the application's own store, as another process.
-    testing::ProgramResult dovrel(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(), DOVREL_CLI_PATH);
-        return testing::runProgram(arguments,
-                                   {{"XDG_DATA_HOME", (scratch_.path() / "data").string()},
-                                    {"XDG_CONFIG_HOME", (scratch_.path() / "config").string()},
-                                    {"HOME", scratch_.path().string()},
-                                    {"LANG", "en_US.UTF-8"},
-                                    {"LANGUAGE", std::nullopt},
-                                    {"LC_ALL", std::nullopt},
-                                    {"DBUS_SESSION_BUS_ADDRESS", std::nullopt}});
-    }
-
-    nlohmann::json storedHabits() const {
-        const auto result = dovrel({"list", "--json"});
-        EXPECT_EQ(result.exitStatus, 0) << result.standardError;
-        return nlohmann::json::parse(result.standardOutput);
-    }
-
     std::size_t rows() const { return window_->tableView()->numberOfRows(0); }
 
-    testing::TemporaryDirectory scratch_;
-    testing::ScopedEnvironment dataHome_{"XDG_DATA_HOME", (scratch_.path() / "data").string()};
-    testing::ScopedEnvironment configHome_{"XDG_CONFIG_HOME",
-                                           (scratch_.path() / "config").string()};
-    testing::ScopedEnvironment home_{"HOME", scratch_.path().string()};
-    testing::ScopedEnvironment bus_{"DBUS_SESSION_BUS_ADDRESS", std::nullopt};
-    std::shared_ptr<testing::RecordingAnalyticsService> analytics_ =
-        std::make_shared<testing::RecordingAnalyticsService>();
-    std::unique_ptr<app::QtMainLoopBridge> bridge_;
-    std::unique_ptr<app::AppServices> services_;
     std::unique_ptr<WidgetWindow> window_;
 };
 
