@@ -17,7 +17,7 @@ $(BUILD)/build.ninja:
 
 $(ASAN_BUILD)/build.ninja:
 	cmake -S . -B $(ASAN_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug -DDOVREL_SANITIZE=ON \
-	    -DDOVREL_BUILD_BENCHMARKS=OFF
+	    -DDOVREL_BUILD_BENCHMARKS=OFF -DDOVREL_SHARED_LIBRARY=OFF
 
 build: deps $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS)
@@ -52,7 +52,7 @@ FUZZ_SECONDS ?= 60
 fuzz:
 	./scripts/install-deps fuzz
 	CC=clang-16 CXX=clang++-16 cmake -S . -B $(FUZZ_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	    -DDOVREL_FUZZ=ON -DDOVREL_BUILD_BENCHMARKS=OFF
+	    -DDOVREL_FUZZ=ON -DDOVREL_BUILD_BENCHMARKS=OFF -DDOVREL_SHARED_LIBRARY=OFF
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target dovrel_fuzz_targets
 	./tests/fuzz/run-fuzzers $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
